@@ -1,0 +1,65 @@
+#include "base/clock.h"
+
+#include <sys/time.h>
+
+#include <atomic>
+#include <cerrno>
+
+#include "base/log.h"
+
+namespace zem {
+namespace {
+
+class SystemClock final : public Clock {
+  public:
+    void sleepMicros(int64_t micros) override {
+        if (micros <= 0) {
+            return;
+        }
+        timespec left{static_cast<time_t>(micros / 1000000), static_cast<long>(micros % 1000000) * 1000};
+        while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+        }
+    }
+
+    timespec deadlineAfterMicros(int64_t micros) override {
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        const int64_t total = now.tv_usec + micros;
+        return {static_cast<time_t>(now.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
+    }
+};
+
+SystemClock gSystemClock;
+std::atomic<Clock*> gClock{&gSystemClock};
+
+}  // namespace
+
+void setClock(Clock* clock) {
+    gClock.store(clock != nullptr ? clock : &gSystemClock);
+}
+
+void sleepMicros(int64_t micros) {
+    gClock.load()->sleepMicros(micros);
+}
+
+void sleepMillis(int64_t millis) {
+    sleepMicros(millis * 1000);
+}
+
+timespec deadlineAfterMillis(int64_t millis) {
+    return gClock.load()->deadlineAfterMicros(millis * 1000);
+}
+
+}  // namespace zem
+
+int semTimeWait(sem_t* semaphore, int milliseconds) {
+    const timespec deadline = zem::deadlineAfterMillis(milliseconds);
+    int result = 0;
+    do {
+        result = sem_timedwait(semaphore, &deadline);
+    } while (result == -1 && errno == EINTR);
+    if (result == -1 && errno != ETIMEDOUT) {
+        LOGE("%s, sem_timedwait return %d, errno=%d", "int semTimeWait(sem_t*, int)", result, errno);
+    }
+    return result;
+}

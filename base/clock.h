@@ -1,0 +1,40 @@
+// Every sleep and every timed wait of the engine, so that tests can shorten them.
+#pragma once
+
+#include <semaphore.h>
+#include <time.h>
+
+#include <cstdint>
+
+namespace zem {
+
+/// What the waits below ask for time. The default sleeps for real; a test may install one that
+/// records the lengths and shortens them. Called from any thread.
+class Clock {
+  public:
+    virtual ~Clock() = default;
+    /// Blocks the calling thread for `micros` microseconds.
+    virtual void sleepMicros(int64_t micros) = 0;
+    /// The absolute CLOCK_REALTIME time at which a wait of `micros` that starts now is over.
+    virtual timespec deadlineAfterMicros(int64_t micros) = 0;
+};
+
+/// Installs `clock` (not owned) for the whole process; null restores the real one. For tests, and
+/// only while no engine thread runs.
+void setClock(Clock* clock);
+
+/// Sleeps for `micros` microseconds on the installed clock.
+void sleepMicros(int64_t micros);
+
+/// Sleeps for `millis` milliseconds on the installed clock.
+void sleepMillis(int64_t millis);
+
+/// The absolute time `millis` milliseconds from now on the installed clock, for sem_timedwait and
+/// pthread_cond_timedwait.
+timespec deadlineAfterMillis(int64_t millis);
+
+}  // namespace zem
+
+/// Takes `semaphore`, waiting at most `milliseconds`. Returns 0 when it was taken, -1 on time-out or
+/// error; an error other than a time-out is logged. Interrupted waits go on to the same deadline.
+int semTimeWait(sem_t* semaphore, int milliseconds);

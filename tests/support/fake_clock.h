@@ -1,0 +1,70 @@
+// A clock for tests: remembers every sleep and wait that was asked for, and makes them short.
+#pragma once
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
+#include "base/clock.h"
+
+namespace zem::test {
+
+/// Installed for its lifetime. Sleeps and waits last 1/`divisor` of what was asked, so that threads
+/// keep their order while a 3000 ms limit passes in 30 ms.
+class FakeClock final : public Clock {
+  public:
+    explicit FakeClock(int64_t divisor = 100) : mDivisor(divisor) { setClock(this); }
+    ~FakeClock() override { setClock(nullptr); }
+    FakeClock(const FakeClock&) = delete;
+    FakeClock& operator=(const FakeClock&) = delete;
+
+    void sleepMicros(int64_t micros) override {
+        record(mSleeps, micros);
+        usleep(static_cast<useconds_t>(micros / mDivisor));
+    }
+
+    timespec deadlineAfterMicros(int64_t micros) override {
+        record(mWaits, micros);
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        const int64_t total = now.tv_usec + micros / mDivisor;
+        return {static_cast<time_t>(now.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
+    }
+
+    /// The lengths in microseconds of all sleeps so far, in order of their start.
+    std::vector<int64_t> sleeps() const { return copy(mSleeps); }
+    /// The lengths in microseconds of all timed waits so far, in order of their start.
+    std::vector<int64_t> waits() const { return copy(mWaits); }
+    /// How many sleeps of exactly `micros` were asked for.
+    long sleepsOf(int64_t micros) const { return count(mSleeps, micros); }
+    long waitsOf(int64_t micros) const { return count(mWaits, micros); }
+    void forget() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mSleeps.clear();
+        mWaits.clear();
+    }
+
+  private:
+    void record(std::vector<int64_t>& list, int64_t micros) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        list.push_back(micros);
+    }
+    std::vector<int64_t> copy(const std::vector<int64_t>& list) const {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return list;
+    }
+    long count(const std::vector<int64_t>& list, int64_t micros) const {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return static_cast<long>(std::count(list.begin(), list.end(), micros));
+    }
+
+    const int64_t mDivisor;
+    mutable std::mutex mMutex;
+    std::vector<int64_t> mSleeps;  // guarded by mMutex
+    std::vector<int64_t> mWaits;   // guarded by mMutex
+};
+
+}  // namespace zem::test
