@@ -2,9 +2,9 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "codec/omx_codec_common.h"
 #include "codec/omx_interface.h"
@@ -12,6 +12,9 @@
 
 class ColorConverter;
 struct OmxAVFrame;
+
+/// How many further pictures are logged on their way in.
+extern std::atomic<int> gEncodeInCnt;
 
 /// Open, encode, close and the destructor belong to one thread at a time, the session's; setCloseType,
 /// setSkipConversion, requestClose and the queries may come from any other while the object lives.
@@ -53,11 +56,14 @@ class omxMpegVideoEncoder final : public VideoEncoder, public omxCodecCommon {
     void close(bool skipFinal);
 
   private:
+    void resetForOpen();
+    int startDetected(unsigned char* outBuffer, int outCapacity, OmxOutputCallback outputCallback);
     void chooseConversion(int hardwareBase);
-    bool makeSendBuffer();
-    int fillSendBuffer(const uint8_t* in, int inStride, int* packedSize);
-    int convertIntoSendBuffer(const uint8_t* in, int inStride, int* packedSize);
-    const uint8_t* convertibleSource(const uint8_t* in, int lineSize);
+    void dropConversion();
+    bool makeSendBuffer(int size);
+    int fillSendBuffer(const uint8_t* in, int inStride, int frameSize);
+    int convertIntoSendBuffer(const uint8_t* in, int inStride);
+    const uint8_t* readableSource(const uint8_t* in, int lineSize);
 
     std::atomic<int> mWidth{-1};
     std::atomic<int> mHeight{-1};
@@ -72,7 +78,8 @@ class omxMpegVideoEncoder final : public VideoEncoder, public omxCodecCommon {
     int mGopSize = 0;
     int mRateControl = 0;
     std::atomic<bool> mSkipConversion{false};
-    std::vector<uint8_t> mPaddedSource;  // odd sizes only: the capture and room for the walk's overrun
+    std::unique_ptr<uint8_t[]> mPaddedSource;  // odd sizes only: the picture and room for the overrun
+    size_t mPaddedSize = 0;
 };
 
 /// Packs the picture's planes back to back into `dest`, whose room is the caller's care; returns the

@@ -1,0 +1,110 @@
+#include "codec/omx_codec_common.h"
+
+#include <cstring>
+#include <new>
+
+#include "base/log.h"
+#include "codec/component_names.h"
+#include "codec/input_semaphore.h"
+
+namespace {
+
+char* copyOfName(const char* name) {
+    char* const copy = new (std::nothrow) char[kComponentNameSize]();
+    if (copy != nullptr) {
+        strncpy(copy, name, kComponentNameSize - 1);
+    }
+    return copy;
+}
+
+}  // namespace
+
+omxCodecCommon::omxCodecCommon(const char* name) : mUserData(new (std::nothrow) codecUserData) {
+    LOGI("omxCodecCommon::omxCodecCommon + [%s]", name != nullptr ? name : "(null)");
+    if (name != nullptr) {
+        mComponentName = copyOfName(name);
+    }
+}
+
+omxCodecCommon::~omxCodecCommon() {
+    delete[] mComponentName;
+    if (mUserData == nullptr) {
+        return;
+    }
+    pthread_cond_destroy(&mUserData->condition);
+    pthread_mutex_destroy(&mUserData->mutex);
+    delete[] mUserData->outputBuffer;
+    delete[] mUserData->secondBuffer;
+    delete mUserData;
+}
+
+unsigned char* omxCodecCommon::GetBuffer() const {
+    return mUserData != nullptr ? mUserData->outputBuffer : nullptr;
+}
+
+int omxCodecCommon::GetUsedSize() {
+    if (mUserData != nullptr) {
+        mCachedUsed.store(mUserData->outputUsed.load());
+    }
+    return mCachedUsed.load();
+}
+
+void omxCodecCommon::SetUsedSize(int size) {
+    if (mUserData != nullptr) {
+        mUserData->outputUsed.store(size);
+    }
+}
+
+int omxCodecCommon::IsOpen() const {
+    return mUserData != nullptr ? mUserData->openResult.load() : 0;
+}
+
+// The flag goes first: a waiter that misses it gets a post. Both semaphores, since not every codec waits
+// on that of its own kind.
+void omxCodecCommon::requestClose() {
+    if (mUserData == nullptr) {
+        return;
+    }
+    mUserData->closeRequested.store(true);
+    zem::videoInputSemaphore().postToAll();
+    zem::audioInputSemaphore().postToAll();
+}
+
+int omxCodecCommon::omxCodecWait() {
+    return pthread_cond_wait(&mUserData->condition, &mUserData->mutex);
+}
+
+int omxCodecCommon::omxCodecTimeWait(timespec* deadline) {
+    return pthread_cond_timedwait(&mUserData->condition, &mUserData->mutex, deadline);
+}
+
+void omxCodecCommon::omxCodecLock() {
+    omxLock(&mUserData->mutex);
+}
+
+void omxCodecCommon::omxCodecUnlock() {
+    omxUnlock(&mUserData->mutex);
+}
+
+void omxCodecCommon::omxCodecSignal() {
+    omxSignal(&mUserData->condition);
+}
+
+void omxCodecCommon::close() {
+    if (mUserData != nullptr) {
+        delete[] mUserData->secondBuffer;
+        mUserData->secondBuffer = nullptr;
+    }
+}
+
+void omxLock(pthread_mutex_t* mutex) {
+    pthread_mutex_lock(mutex);
+}
+
+void omxUnlock(pthread_mutex_t* mutex) {
+    pthread_mutex_unlock(mutex);
+}
+
+void omxSignal(pthread_cond_t* condition) {
+    pthread_cond_signal(condition);
+}
