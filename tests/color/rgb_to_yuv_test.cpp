@@ -1,0 +1,228 @@
+// Proves that each converter reads and writes exactly the bytes that its frame walk has, and that every
+// colour comes out right to the last bit. Faults it would catch: red and blue exchanged, Cb before Cr
+// in the NV12 pair, chroma averaged over the block, a stride honoured where it is ignored or the
+// reverse, one byte too many at either end for odd sizes.
+#include "color/rgb_to_yuv.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <memory>
+
+#include "color/walk_size.h"
+#include "tests/support/guarded_buffer.h"
+
+namespace {
+
+using zem::test::GuardedBuffer;
+using Bytes = std::vector<uint8_t>;
+
+// --- The formulas, read a second time: BT.601 in 16-bit fixed point, from the coefficients
+
+int fixed(double coefficient) {
+    return static_cast<int>(std::lround(coefficient * 65536));
+}
+
+struct Ycc {
+    int y, cb, cr;
+};
+
+Ycc referenceColour(int r, int g, int b) {
+    static const int kY[] = {fixed(0.299), fixed(0.587), fixed(0.114)};
+    static const int kCb[] = {fixed(-0.16874), fixed(-0.33126), fixed(0.5)};
+    static const int kCr[] = {fixed(0.5), fixed(-0.41869), fixed(-0.08131)};
+    static const int kOffset = 128 * 65536 + 32767;  // never negative: division rounds down
+    return {(kY[0] * r + kY[1] * g + kY[2] * b + 32768) / 65536,
+            (kCb[0] * r + kCb[1] * g + kCb[2] * b + kOffset) / 65536,
+            (kCr[0] * r + kCr[1] * g + kCr[2] * b + kOffset) / 65536};
+}
+
+// --- The four classes, and a reference walk that appends what it writes
+
+struct Kind {
+    const char* name;
+    bool redFirst;
+    bool pairs;  // NV12: Cr and Cb in one plane
+    bool honoursStride;
+    std::unique_ptr<ColorConverter> (*create)(int width, int height);
+};
+
+template <typename Converter>
+std::unique_ptr<ColorConverter> create(int width, int height) {
+    return std::make_unique<Converter>(width, height);
+}
+
+const Kind kKinds[] = {
+    {"Bgr32ToYuv420", false, false, false, create<Bgr32ToYuv420>},
+    {"Bgr32ToNV12", false, true, true, create<Bgr32ToNV12>},
+    {"Rgb32ToYuv420", true, false, false, create<Rgb32ToYuv420>},
+    {"Rgb32ToNV12", true, true, false, create<Rgb32ToNV12>},
+};
+
+struct Planes {
+    Bytes plane[3];  // NV12: the third stays empty
+};
+
+Ycc colourAt(const Kind& kind, const uint8_t* pixel) {
+    return kind.redFirst ? referenceColour(pixel[0], pixel[1], pixel[2])
+                         : referenceColour(pixel[2], pixel[1], pixel[0]);
+}
+
+Planes referenceWalk(const Kind& kind, const uint8_t* source, int width, int height, int stride) {
+    Planes out;
+    const int gap = kind.honoursStride ? (stride / 4 - width) * 4 : 0;
+    ptrdiff_t at = 0;
+    for (int rows = height; rows > 0; rows -= 2) {
+        for (int x = 0; x < width; x += 2, at += 8) {
+            const Ycc left = colourAt(kind, source + at);
+            out.plane[0].push_back(static_cast<uint8_t>(left.y));
+            out.plane[0].push_back(static_cast<uint8_t>(colourAt(kind, source + at + 4).y));
+            out.plane[1].push_back(static_cast<uint8_t>(kind.pairs ? left.cr : left.cb));
+            out.plane[kind.pairs ? 1 : 2].push_back(static_cast<uint8_t>(kind.pairs ? left.cb : left.cr));
+        }
+        at += gap;
+        for (int x = 0; x < width; ++x, at += 4) {
+            out.plane[0].push_back(static_cast<uint8_t>(colourAt(kind, source + at).y));
+        }
+        at += gap;
+    }
+    return out;
+}
+
+Bytes noise(size_t size) {
+    Bytes bytes(size);
+    uint32_t state = 12345;
+    for (uint8_t& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<uint8_t>(state >> 24);
+    }
+    return bytes;
+}
+
+// Converts from `source` into planes that end, and have their guard, where the reference's do.
+void expectAsReference(const Kind& kind, const uint8_t* source, int width, int height, int stride) {
+    SCOPED_TRACE(testing::Message() << kind.name << " " << width << "x" << height << " stride " << stride);
+    const Planes expected = referenceWalk(kind, source, width, height, stride);
+    GuardedBuffer y(expected.plane[0].size());
+    GuardedBuffer first(expected.plane[1].size());
+    GuardedBuffer second(expected.plane[2].size());
+    uint8_t* planes[] = {y.data(), first.data(), kind.pairs ? nullptr : second.data()};
+    int ignored[] = {7, 7, 7};
+    EXPECT_EQ(kind.create(width, height)->convert(planes, ignored, &source, &stride), 0);
+    const GuardedBuffer* written[] = {&y, &first, &second};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(written[i]->bytes(), expected.plane[i]) << "plane " << i;
+        EXPECT_TRUE(written[i]->untouchedBefore()) << "plane " << i;
+    }
+}
+
+struct Size {
+    int width, height;
+};
+
+// Even sizes, then every way to be odd, with one chroma pair and with several.
+const Size kSizes[] = {{2, 2}, {16, 4}, {64, 6}, {1, 1},  {1, 2}, {2, 1},
+                       {3, 2}, {2, 3},  {3, 3},  {17, 5}, {18, 7}};
+
+TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
+    // One picture for each red: a row pair for each green, a 2x2 block for each blue.
+    constexpr int kSide = 512;
+    Rgb32ToYuv420 converter(kSide, kSide);
+    Bytes source(kSide * kSide * 4), y(kSide * kSide), cb(y.size() / 4), cr(y.size() / 4);
+    int wrong = 0;
+    for (int r = 0; r < 256; ++r) {
+        for (size_t i = 0; i < y.size(); ++i) {
+            source[4 * i] = static_cast<uint8_t>(r);
+            source[4 * i + 1] = static_cast<uint8_t>(i / kSide / 2);
+            source[4 * i + 2] = static_cast<uint8_t>(i % kSide / 2);
+        }
+        const uint8_t* in = source.data();
+        uint8_t* out[] = {y.data(), cb.data(), cr.data()};
+        int stride = kSide * 4;
+        converter.convert(out, nullptr, &in, &stride);
+        for (int block = 0; block < 256 * 256; ++block) {
+            const Ycc expected = referenceColour(r, block / 256, block % 256);
+            const size_t left = static_cast<size_t>(block / 256 * 2 * kSide + block % 256 * 2);
+            const size_t at = static_cast<size_t>(block);
+            wrong += y[left] != expected.y || y[left + 1] != expected.y || y[left + kSide] != expected.y ||
+                     cb[at] != expected.cb || cr[at] != expected.cr;
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(RgbToYuv, EachClassWalksEachSizeByteForByteWithinItsBuffers) {
+    for (const Kind& kind : kKinds) {
+        for (const Size& size : kSizes) {
+            const zem::YuvWalkBytes walk = zem::yuvWalkBytes(size.width, size.height);
+            GuardedBuffer source(noise(static_cast<size_t>(walk.source)));
+            expectAsReference(kind, source.data(), size.width, size.height, 4 * size.width);
+        }
+    }
+}
+
+TEST(RgbToYuv, OnlyBgr32ToNv12HonoursTheStrideInWholePixels) {
+    constexpr int kWidth = 6;
+    constexpr int kHeight = 4;
+    for (const Kind& kind : kKinds) {
+        for (int stride : {4 * kWidth + 64, 4 * kWidth + 67, 4 * kWidth + 3, 4 * kWidth - 8, 0, INT_MIN}) {
+            if (stride == INT_MIN && kind.honoursStride) {
+                continue;
+            }
+            const auto bytes = kind.honoursStride ? zem::yuvWalkSourceBytes(kWidth, kHeight, stride)
+                                                  : zem::yuvWalkBytes(kWidth, kHeight).source;
+            GuardedBuffer source(noise(static_cast<size_t>(bytes)));
+            expectAsReference(kind, source.data(), kWidth, kHeight, stride);
+        }
+    }
+    // A negative stride is a picture that stands on its head.
+    GuardedBuffer source(noise(4 * kWidth * kHeight));
+    expectAsReference(kKinds[1], source.data() + 4 * kWidth * (kHeight - 1), kWidth, kHeight, -4 * kWidth);
+}
+
+TEST(RgbToYuv, AnOddWidthWithAStrideStaysWithinTheAnnouncedSource) {
+    for (const Size& size : kSizes) {
+        const int stride = 4 * size.width + 20;
+        const auto bytes = zem::yuvWalkSourceBytes(size.width, size.height, stride);
+        GuardedBuffer source(noise(static_cast<size_t>(bytes)));
+        expectAsReference(kKinds[1], source.data(), size.width, size.height, stride);
+    }
+}
+
+TEST(RgbToYuv, WithoutAPictureOrAPlaneNothingIsTouched) {
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.name);
+        const Bytes pixels = noise(16);
+        Bytes plane(16, 1);
+        const uint8_t* source = pixels.data();
+        const uint8_t* none = nullptr;
+        uint8_t* planes[] = {plane.data(), plane.data(), plane.data()};
+        uint8_t* missing[] = {plane.data(), nullptr, plane.data()};
+        int stride = 8;
+        for (const Size& size : {Size{0, 2}, {2, 0}, {-1, 2}, {2, -1}, {INT_MIN, INT_MIN}, {INT_MAX, 0}}) {
+            EXPECT_EQ(kind.create(size.width, size.height)->convert(planes, nullptr, &source, &stride), 0);
+        }
+        EXPECT_EQ(kind.create(2, 2)->convert(missing, nullptr, &source, &stride), 0);
+        EXPECT_EQ(kind.create(2, 2)->convert(planes, nullptr, &none, &stride), 0);
+        EXPECT_EQ(plane, Bytes(16, 1));
+    }
+}
+
+TEST(WalkSize, CountsWhatTheWalkReadsAndWrites) {
+    for (const Size& size : kSizes) {
+        SCOPED_TRACE(testing::Message() << size.width << "x" << size.height);
+        const zem::YuvWalkBytes walk = zem::yuvWalkBytes(size.width, size.height);
+        const Bytes source(static_cast<size_t>(walk.source));
+        const Planes planes = referenceWalk(kKinds[0], source.data(), size.width, size.height, 0);
+        EXPECT_EQ(walk.luma, planes.plane[0].size());
+        EXPECT_EQ(walk.chromaPlane, planes.plane[1].size());
+        EXPECT_EQ(walk.chromaPairs, 2 * planes.plane[2].size());
+        EXPECT_EQ(walk.source, 4 * planes.plane[0].size());
+    }
+    // The largest size does not wrap, on 32 bits neither.
+    EXPECT_EQ(zem::yuvWalkBytes(INT_MAX, INT_MAX).luma, (uint64_t{1} << 30) * 0xFFFFFFFFu);
+    EXPECT_EQ(zem::yuvWalkBytes(-3, 5).luma + zem::yuvWalkSourceBytes(5, 0, 1000), 0u);
+}
+
+}  // namespace
