@@ -1,0 +1,30 @@
+// Lets threads through one at a time.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+namespace zem {
+
+/// For std::lock_guard. A thread may spend seconds in its turn, inside a codec; so nothing but calls
+/// that Java makes for data may wait for one: not closing, not an engine thread, not a callback.
+class Turn {
+  public:
+    void lock() {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mFree.wait(lock, [this] { return !mTaken; });
+        mTaken = true;
+    }
+    void unlock() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mTaken = false;
+        mFree.notify_one();
+    }
+
+  private:
+    std::mutex mMutex;
+    std::condition_variable mFree;
+    bool mTaken = false;  // guarded by mMutex
+};
+
+}  // namespace zem
