@@ -131,7 +131,7 @@ bool H264Encoder::applyOptions(const H264Settings& settings) {
     if (settings.rateControl == H264RateControl::Quality) {
         good = good && av_opt_set_double(x264, "crf", 23, 0) >= 0;
     }
-    if (settings.maxNalSize > 0) {
+    if (settings.maxNalSize > 0 && settings.maxNalSize < largestUnitSize(settings.width, settings.height)) {
         const std::string slices = "slice-max-size=" + std::to_string(settings.maxNalSize);
         good = good && av_opt_set(x264, "x264-params", slices.c_str(), 0) >= 0;
     }
@@ -140,7 +140,11 @@ bool H264Encoder::applyOptions(const H264Settings& settings) {
 
 // All three together: x264 follows a change at run time only where its buffer was on from the start.
 void H264Encoder::applyRate(uint32_t bitRate) {
-    const int64_t rate = usableBitRate(bitRate, mSettings.width, mSettings.height, mSettings.frameRateQ16);
+    const uint32_t usable = usableBitRate(bitRate, mSettings.width, mSettings.height, mSettings.frameRateQ16);
+    if (usable != bitRate) {
+        LOGW("H264Encoder: no stream has %u bits a second, taking %u", bitRate, usable);
+    }
+    const int64_t rate = usable;
     mContext->bit_rate = mSettings.rateControl == H264RateControl::Quality ? 0 : rate;
     mContext->rc_max_rate = rate;
     mContext->rc_buffer_size = static_cast<int>(rate * bufferPercent(mSettings.rateControl) / 100);
