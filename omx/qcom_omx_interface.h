@@ -81,7 +81,10 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     // Zero-copy input. -1 means that no buffer is free now, or that the component refused.
     /// Hands out a free input buffer and its memory: 0, -1, or -2 once the input has ended.
     int reserveInputBuffer(void** buffer, void** data);
-    /// Submits `length` bytes of a reserved buffer; microseconds. 0 or -1.
+    /// Gives a reserved buffer back unused; nothing for an unknown one.
+    void releaseInputBuffer(void* buffer);
+    /// Submits `length` bytes of a reserved buffer; microseconds. 0 or -1. A refused buffer, one too
+    /// small for `length` among them, is no longer reserved.
     int sendInputBuffer(void* buffer, int length, int timestamp);
     /// Submits an empty end-of-stream buffer: a reserved one, or &g_finalEncoderBuffer. 0 or -1.
     int sendFinalBuffer(void* buffer, int timestamp);
@@ -216,19 +219,21 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     void abandonStream();
     int stopComponent();
     void waitForLastFrame();
-    int sendStateCommand(OMX_STATETYPE state);
+    android::status_t sendStateCommand(OMX_STATETYPE state);
     void releaseOutputThread();
     void freeAllBuffers();
     void unregisterOutputThread();
 
     // Buffers.
     int obtainBuffer(int port, int index, unsigned int size);
+    android::status_t registerBuffer(int port, BufferInfo& record, unsigned int size,
+                                     android::IOMX::buffer_id* id);
+    bool hasOwnHeap() const;
     android::sp<BufferInfo> popBuffer(unsigned long port);
     android::sp<BufferInfo> findBuffer(int port, android::IOMX::buffer_id id) const;
     android::sp<BufferInfo> findInput(const void* buffer) const;
     android::sp<BufferInfo> takeFreeInput();
-    bool inputFits(unsigned int length) const;
-    bool noInputBuffers() const;
+    bool tooLargeForInput(const void* data, unsigned int length) const;
     android::status_t submitInput(const BufferInfo& record, unsigned int length, OMX_U32 flags,
                                   int timestamp);
     void refuseInput(BufferInfo& record);
