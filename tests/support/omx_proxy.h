@@ -1,0 +1,223 @@
+// A media service for tests: a scripted component host in place of the platform's own.
+#pragma once
+
+#include <OMX_Component.h>
+#include <binder/IMemory.h>
+#include <media/IMediaPlayerService.h>
+#include <media/IOMX.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace zem::test {
+
+/// When the fake sends the message that answers a request. Always from its own message thread.
+enum class Answer {
+    kNever,
+    kLater,         // soon, usually after the call has returned
+    kBeforeReturn,  // handled by the observer before the call returns
+};
+
+/// What one emptyBuffer() call brought.
+struct SentInput {
+    android::IOMX::buffer_id buffer;
+    std::vector<uint8_t> bytes;
+    OMX_U32 flags;
+    OMX_TICKS timestamp;
+};
+
+/// Components that do what the test tells them, in every node alike. Keeps the rules of buffers and
+/// states as a component does: a buffer is on one side only; Idle needs populated ports on the way up
+/// and brings all buffers back on the way down; Loaded needs empty ports. Remembers every call.
+/// Unlike a good host it delivers what is still under way after freeNode(). Defaults: two buffers of
+/// 4096 bytes a port, states and inputs answered later, an end-of-stream input answered by an empty
+/// end-of-stream output, other outputs only from queueOutput(). Any thread.
+class FakeOmx : public android::BnOMX {
+  public:
+    /// Lists components of these names, in this order.
+    explicit FakeOmx(std::vector<std::string> components);
+
+    // --- The script.
+    /// Number and size in bytes of a port's buffers; setParameter may change the size as it likes.
+    void setBuffers(OMX_U32 port, OMX_U32 count, OMX_U32 size);
+    /// kNever: a component that hangs; it returns no buffer on Idle either.
+    void setStateAnswer(Answer answer);
+    void setEmptyAnswer(Answer answer);
+    /// Runs on the caller of emptyBuffer() for each accepted input; may call queueOutput().
+    void setInputHandler(std::function<void(const SentInput&)> handler);
+    /// Fails the n-th call from now (1 = the next) whatever it is; 0 fails none. A freeNode or
+    /// freeBuffer that fails frees all the same.
+    void refuseCall(int n);
+    /// Fails the n-th call from now of this name, for instance ("useBuffer", 2). Such refusals add up.
+    void refuse(const std::string& call, int n = 1);
+    /// While true no message is delivered.
+    void holdMessages(bool hold);
+
+    // --- Messages to the node allocated last (freed or not), in the order of these calls.
+    /// Fills the next output buffer that the component holds, now or as soon as there is one.
+    void queueOutput(std::vector<uint8_t> bytes, OMX_U32 flags = 0);
+    void sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2);
+    /// As if the component returned this buffer, known or not.
+    void sendEmptied(android::IOMX::buffer_id buffer);
+    void sendFilled(android::IOMX::buffer_id buffer, OMX_U32 length, OMX_U32 flags = 0);
+    void send(const android::omx_message& message);
+    /// Blocks until every message sent so far was handled. Not on the message thread.
+    void waitDelivered();
+
+    // --- What was seen.
+    /// All calls in order, for instance "sendCommand 0 2" (command, parameter), "setParameter 2000001
+    /// 1" (index in hex, port), "useBuffer 1" (port), "emptyBuffer 7 100 0 33333" (buffer, length,
+    /// flags, timestamp), "freeBuffer 1 7" (port, buffer), "fillBuffer 9", "allocateNode NAME".
+    std::vector<std::string> calls() const;
+    /// How many of them begin with `prefix`.
+    int callCount(const std::string& prefix) const;
+    void forgetCalls();
+    std::vector<SentInput> inputs() const;
+    /// Ids of a port's buffers, oldest first, and of those that the component holds.
+    std::vector<android::IOMX::buffer_id> buffers(OMX_U32 port) const;
+    std::vector<android::IOMX::buffer_id> heldBuffers(OMX_U32 port) const;
+    int liveNodes() const;
+    int liveBuffers() const;
+    /// The structure last set under an index and port, by the engine or the test; zeroed if none was.
+    template <typename Parameter>
+    Parameter parameter(OMX_U32 index, OMX_U32 port) const {
+        Parameter result{};
+        loadParameter(index, port, &result, sizeof result);
+        return result;
+    }
+    /// What getParameter and getConfig give for an index and port, behind the caller's header fields.
+    /// Without it they leave the caller's structure as it is and succeed.
+    template <typename Parameter>
+    void presetParameter(OMX_U32 index, OMX_U32 port, const Parameter& value) {
+        storeParameter(index, port, &value, sizeof value);
+    }
+
+    // --- IOMX.
+    bool livesLocally(node_id node, pid_t pid) override;
+    android::status_t listNodes(android::List<ComponentInfo>* list) override;
+    android::status_t allocateNode(const char* name, const android::sp<android::IOMXObserver>& observer,
+                                   node_id* node) override;
+    android::status_t freeNode(node_id node) override;
+    android::status_t sendCommand(node_id node, OMX_COMMANDTYPE cmd, OMX_S32 param) override;
+    android::status_t getParameter(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override;
+    android::status_t setParameter(node_id node, OMX_INDEXTYPE index, const void* params,
+                                   size_t size) override;
+    android::status_t getConfig(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override;
+    android::status_t setConfig(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override;
+    android::status_t getState(node_id node, OMX_STATETYPE* state) override;
+    android::status_t useBuffer(node_id node, OMX_U32 port, const android::sp<android::IMemory>& memory,
+                                buffer_id* buffer) override;
+    android::status_t allocateBuffer(node_id node, OMX_U32 port, size_t size, buffer_id* buffer,
+                                     void** data) override;
+    android::status_t allocateBufferWithBackup(node_id node, OMX_U32 port,
+                                               const android::sp<android::IMemory>& memory,
+                                               buffer_id* buffer) override;
+    android::status_t freeBuffer(node_id node, OMX_U32 port, buffer_id buffer) override;
+    android::status_t fillBuffer(node_id node, buffer_id buffer) override;
+    android::status_t emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OMX_U32 length,
+                                  OMX_U32 flags, OMX_TICKS timestamp) override;
+    android::status_t getExtensionIndex(node_id node, const char* name, OMX_INDEXTYPE* index) override;
+
+    // What the engine never calls: INVALID_OPERATION.
+    android::status_t storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) override;
+    android::status_t prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) override;
+    android::status_t configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) override;
+    android::status_t enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) override;
+    android::status_t getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) override;
+    android::status_t useGraphicBuffer(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
+                                       buffer_id*) override;
+    android::status_t updateGraphicBufferInMeta(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
+                                                buffer_id) override;
+    android::status_t createInputSurface(node_id, OMX_U32,
+                                         android::sp<android::IGraphicBufferProducer>*) override;
+    android::status_t signalEndOfInputStream(node_id) override;
+    android::status_t setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) override;
+
+  protected:
+    ~FakeOmx() override;
+
+  private:
+    struct Buffer {
+        buffer_id id;
+        OMX_U32 port;
+        android::sp<android::IMemory> memory;  // null: the component's own, below
+        std::vector<uint8_t> own;
+    };
+    struct Output {
+        std::vector<uint8_t> bytes;
+        OMX_U32 flags;
+    };
+    struct Node {
+        android::sp<android::IOMXObserver> observer;  // kept after freeNode, for late messages
+        bool live = true;
+        int state = OMX_StateLoaded;
+        int wanted = OMX_StateLoaded;  // differs from `state` while a transition is under way
+        std::deque<Buffer> buffers;    // addresses stay while buffers are added
+        std::vector<buffer_id> held;   // in order of arrival
+        std::deque<Output> outputs;    // waiting for a buffer
+    };
+    using Key = std::pair<OMX_U32, OMX_U32>;  // index, port
+
+    // All below are called with mMutex held.
+    bool refused(const std::string& name, const std::string& arguments);
+    Node* liveNode(node_id node);
+    static Buffer* findBuffer(Node& node, buffer_id id);
+    static bool holds(const Node& node, buffer_id id);
+    android::status_t addBuffer(node_id node, OMX_U32 port, Buffer buffer, buffer_id* id);
+    bool populated(const Node& node) const;
+    void progress(node_id id, Node& node);
+    void returnAll(node_id id, Node& node);
+    void pumpOutputs(node_id id, Node& node);
+    void post(const android::omx_message& message);
+
+    // These take mMutex.
+    android::status_t load(const char* call, node_id node, OMX_U32 index, void* params, size_t size);
+    android::status_t store(const char* call, node_id node, OMX_U32 index, const void* params, size_t size);
+    bool loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const;
+    void storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size);
+    void settle(Answer answer);
+    void deliverMessages();
+
+    mutable std::mutex mMutex;  // guards all fields; never held while a message is delivered
+    std::condition_variable mChanged;
+    std::vector<std::string> mComponents;
+    Answer mStateAnswer = Answer::kLater;
+    Answer mEmptyAnswer = Answer::kLater;
+    std::function<void(const SentInput&)> mInputHandler;
+    int mRefuseCall = 0;
+    std::vector<std::pair<std::string, int>> mRefusals;
+    bool mHold = false;
+    bool mQuit = false;
+    std::vector<std::string> mCalls;
+    std::vector<SentInput> mInputs;
+    std::map<Key, std::vector<uint8_t>> mParameters;
+    std::map<node_id, Node> mNodes;
+    node_id mLastNode = 0;
+    buffer_id mLastBuffer = 100;
+    std::deque<android::omx_message> mMessages;
+    bool mDelivering = false;
+    std::thread mMessageThread;
+};
+
+/// Makes `omx` the component host of "media.player" for its lifetime; afterwards the process has no
+/// media service. One at a time. The platform's own host is never made, nor its codecs loaded.
+class FakeMediaService {
+  public:
+    /// A null `omx` is a media service without a component host.
+    explicit FakeMediaService(const android::sp<android::IOMX>& omx);
+    /// A process in which no media service answers.
+    FakeMediaService();
+    ~FakeMediaService();
+    FakeMediaService(const FakeMediaService&) = delete;
+    FakeMediaService& operator=(const FakeMediaService&) = delete;
+};
+
+}  // namespace zem::test
