@@ -8,7 +8,7 @@ namespace zem::test {
 
 // References are opaque to the code under test: the handle is the record's address.
 static Reference* recordOf(jobject handle) {
-    return reinterpret_cast<Reference*>(handle);
+    return static_cast<Reference*>(static_cast<void*>(handle));
 }
 
 uint64_t thisThread() {
