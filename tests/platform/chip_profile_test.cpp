@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <strings.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -97,27 +96,20 @@ TEST(ChipProfile, UnknownNamesChangeNothing) {
     }
 }
 
-// Exit code 0 when the variable's value selects `profile` and is logged `lines` times as unknown.
-int exitCodeOf(const char* profile, int lines) {
-    const bool selected = strcmp(currentChipProfile().name, profile) == 0;
-    const bool kept = strcmp(currentChipProfile().name, profile) == 0;
-    const int logged = test::logged(6,
-                                    "ZEM_CHIP_PROFILE: no chip profile \"mtk\" (known: qcom, qcom-tiled, "
-                                    "sec, exynos, tarn), using qcom")
-                           ? test::loggedCount("ZEM_CHIP_PROFILE")
-                           : 0;
-    return selected && kept && logged == lines ? 0 : 1;
-}
-
-// The variable is read once a process, so each value gets a fresh one.
-TEST(ChipProfileDeathTest, VariableSelectsAndUnknownValueIsNamedOnce) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    setenv("ZEM_CHIP_PROFILE", "exynos", 1);
-    EXPECT_EXIT(exit(exitCodeOf("exynos", 0)), testing::ExitedWithCode(0), "");
-    setenv("ZEM_CHIP_PROFILE", "mtk", 1);
-    EXPECT_EXIT(exit(exitCodeOf("qcom", 1)), testing::ExitedWithCode(0), "");
-    unsetenv("ZEM_CHIP_PROFILE");
-    EXPECT_EXIT(exit(exitCodeOf("qcom", 0)), testing::ExitedWithCode(0), "");
+TEST(ChipProfile, UnknownNameIsLoggedAndTheDefaultTaken) {
+    const struct {
+        const char* name;
+        const char* profile;
+        int lines;
+    } cases[] = {{nullptr, "qcom", 0}, {"", "qcom", 0}, {"exynos", "exynos", 0}, {"mtk", "qcom", 1}};
+    for (const auto& c : cases) {
+        test::forgetLog();
+        EXPECT_STREQ(chipProfileOrDefault(c.name).name, c.profile);
+        EXPECT_EQ(test::loggedCount("ZEM_CHIP_PROFILE"), c.lines);
+    }
+    EXPECT_TRUE(test::logged(6,
+                             "ZEM_CHIP_PROFILE: no chip profile \"mtk\" (known: qcom, qcom-tiled, sec, "
+                             "exynos, tarn), using qcom"));
 }
 
 }  // namespace

@@ -91,29 +91,28 @@ const ChipProfile* find(const char* name) {
     return nullptr;
 }
 
-const ChipProfile* profileOfEnvironment() {
-    const char* wanted = getenv("ZEM_CHIP_PROFILE");
-    if (wanted == nullptr || *wanted == '\0') {
-        return &kProfiles[0];
+std::atomic<const ChipProfile*>& current() {
+    static std::atomic<const ChipProfile*> profile(&chipProfileOrDefault(getenv("ZEM_CHIP_PROFILE")));
+    return profile;
+}
+
+}  // namespace
+
+const ChipProfile& chipProfileOrDefault(const char* name) {
+    if (name == nullptr || *name == '\0') {
+        return kProfiles[0];
     }
-    if (const ChipProfile* profile = find(wanted)) {
-        return profile;
+    if (const ChipProfile* profile = find(name)) {
+        return *profile;
     }
     std::string known;
     for (const ChipProfile& profile : kProfiles) {
         known.append(known.empty() ? "" : ", ").append(profile.name);
     }
-    LOGE("ZEM_CHIP_PROFILE: no chip profile \"%s\" (known: %s), using %s", wanted, known.c_str(),
+    LOGE("ZEM_CHIP_PROFILE: no chip profile \"%s\" (known: %s), using %s", name, known.c_str(),
          kProfiles[0].name);
-    return &kProfiles[0];
+    return kProfiles[0];
 }
-
-std::atomic<const ChipProfile*>& current() {
-    static std::atomic<const ChipProfile*> profile(profileOfEnvironment());
-    return profile;
-}
-
-}  // namespace
 
 const ChipProfile& currentChipProfile() {
     return *current().load();

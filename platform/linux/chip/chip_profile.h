@@ -43,8 +43,12 @@ struct ChipProfile {
     const ChipComponent* end() const { return components + componentCount; }
 };
 
+/// The profile of this name; "qcom", the default, for null, an empty name and, with one log line that names
+/// the known ones, for any other.
+const ChipProfile& chipProfileOrDefault(const char* name);
+
 /// The profile in force: the one that the environment variable ZEM_CHIP_PROFILE names when this is first
-/// asked, "qcom" without one; an unknown name is logged and counts as none. Any thread.
+/// asked. Any thread.
 const ChipProfile& currentChipProfile();
 
 /// Puts another profile in force, for tests; nodes and streams that are open keep theirs. False, and no
