@@ -7,6 +7,7 @@
 #include "codec/omx_mpeg_video_encoder.h"
 #include "context/codec_ids.h"
 #include "context/kiv_context.h"
+#include "omx/hardware_base.h"
 
 using zem::Picture;
 
@@ -20,9 +21,10 @@ int64_t yuvSize(int width, int height) {
     return int64_t{width} * height * 3 / 2;
 }
 
-/// Encoders of these chips emit nothing until they have seen a first frame.
+/// These chips get a first frame at once, so that their stream starts before Java asks for a picture.
 bool needsPriming(int hardwareBase) {
-    return (hardwareBase & 0x1000) != 0 || (hardwareBase & 0x2002) != 0 || hardwareBase == 0x4001;
+    return (hardwareBase & HW_FAMILY_SAMSUNG) != 0 || (hardwareBase & HW_BASE_QCOM_8974) != 0 ||
+           hardwareBase == HW_BASE_TARN;
 }
 
 void logUnusable(const char* function, const Picture& picture, int width, int height) {

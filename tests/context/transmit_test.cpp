@@ -1,0 +1,246 @@
+// Proves the transmit path step by step on a fake screen and encoder: which pictures are encoded, which are
+// refused, how long a re-open waits, what camera frames change. Catches a picture read past its end, a
+// stride ignored, a priming on the wrong chip, a camera frame that outlives its encoder.
+#include <gmock/gmock.h>
+
+#include "context/kiv_context.h"
+#include "tests/context/fake_media.h"
+#include "tests/support/fake_clock.h"
+#include "tests/support/log_capture.h"
+
+namespace zem::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+class Transmit : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        resetFakeMedia();
+        forgetLog();
+    }
+    void TearDown() override {
+        resetFakeMedia();
+        EXPECT_EQ(fakeScreen().living + fakeEncoder().living, 0);
+    }
+
+    /// An open input and encoder of 64x48, unprimed.
+    void openBoth(int width = 64, int height = 48) {
+        ASSERT_TRUE(context().openVideoInput(1, width, height));
+        ASSERT_TRUE(context().openVideoEncoder(2, 1000, 30, 0x3C01, false));
+    }
+    static KivContext& context() { return *KivContext::getInstance(); }
+    static size_t encodes() { return fakeEncoder().calls.size(); }
+};
+
+TEST_F(Transmit, OnlyTheScreenOpens) {
+    EXPECT_TRUE(context().openVideoInput(1, 64, 48));
+    EXPECT_FALSE(context().openVideoInput(2, 64, 48)) << "not even with an input open before";
+    EXPECT_EQ(fakeScreen().living, 0) << "the former input is gone";
+    EXPECT_EQ(loggedCount(""), 0);
+    EXPECT_FALSE(context().openVideoInput(3, 64, 48));
+    EXPECT_TRUE(logged(6, "KivContext::initVideoInput(3) unknown source"));
+}
+
+TEST_F(Transmit, OpensTheEncoderAtTheInputsSize) {
+    EXPECT_FALSE(context().openVideoEncoder(2, 1, 2, 3, false)) << "no input";
+    ASSERT_TRUE(context().openVideoInput(1, 640, 360));
+    EXPECT_FALSE(context().openVideoEncoder(5, 1, 2, 3, false));
+    EXPECT_TRUE(logged(6, "KivContext::initVideoEncoder(5) unknown id"));
+    EXPECT_TRUE(context().openVideoEncoder(2, 4000000, 30, 0x1E01, true));
+    EXPECT_TRUE(logged(
+        4, "KivContext::openVideoEncoder [id:2, bitrate:4000000, fps:30, gopsize:7681,1E01, create:1]"));
+    fakeEncoder().openResult = 0;
+    EXPECT_FALSE(context().openVideoEncoder(2, 1, 2, 3, false));
+    EXPECT_TRUE(logged(6, "omxMpegVideoEncoder::open, format:1, w:640, h:360, id=2 failed"));
+    EXPECT_EQ(fakeEncoder().living, 0);
+    EXPECT_EQ(fakeEncoder().opens[0], "1 640x360 4000000 30 1e01 1");
+}
+
+TEST_F(Transmit, PrimesWhereTheChipNeedsIt) {
+    const std::pair<int, int> rows[] = {{0x2001, 1}, {0x2002, 1}, {0x2003, 1}, {0x2100, 1}, {0x1001, 1},
+                                        {0x1002, 1}, {0x4001, 1}, {0, 0},      {0x4000, 0}, {0x4005, 0}};
+    for (const auto& [base, expected] : rows) {
+        resetFakeMedia();
+        fakeEncoder().hardwareBase = base;
+        openBoth();
+        EXPECT_EQ(encodes(), static_cast<size_t>(expected)) << std::hex << base;
+        EXPECT_EQ(fakeScreen().captures, expected) << std::hex << base;
+    }
+    fakeScreen().failing = true;
+    fakeEncoder().hardwareBase = 0x2002;
+    openBoth();
+    EXPECT_EQ(encodes(), 0u) << "no picture, no priming, and still open";
+}
+
+// One case: what differs from a 64x48 screen on a 64x48 encoder, and what comes of it.
+struct CaptureCase {
+    const char* what;
+    int encode, inputWidth, inputHeight, stride, missingBytes, format;
+    bool failing;
+    int result, captures;
+    size_t encodes;
+};
+
+TEST_F(Transmit, CaptureScreenEncodesOnlyWhatFits) {
+    const CaptureCase cases[] = {
+        {"plain", 1, 64, 48, 0, 0, 1, false, 7, 1, 1},
+        {"padded rows", 1, 64, 48, 80, 0, 1, false, 7, 1, 1},
+        {"no encoding asked for", 0, 64, 48, 0, 0, 1, false, 0, 1, 0},
+        {"capture fails", 1, 64, 48, 0, 0, 1, true, -1, 0, 0},
+        {"other width", 1, 66, 48, 0, 0, 1, false, 0, 1, 0},
+        {"other height", 1, 64, 46, 0, 0, 1, false, 0, 1, 0},
+        {"a byte is missing", 1, 64, 48, 0, 1, 1, false, 0, 1, 0},
+        {"rows too short", 1, 64, 48, 60, 0, 1, false, -1, 1, 0},
+        {"16-bit pixels", 1, 64, 48, 0, 0, 4, false, -1, 1, 0},
+    };
+    for (const CaptureCase& row : cases) {
+        SCOPED_TRACE(row.what);
+        resetFakeMedia();
+        openBoth();
+        fakeScreen().format = row.format;
+        context().openVideoInput(1, row.inputWidth, row.inputHeight);
+        fakeScreen().stride = row.stride;
+        fakeScreen().missingBytes = row.missingBytes;
+        fakeScreen().failing = row.failing;
+        fakeEncoder().encodeResult = 7;
+        EXPECT_EQ(context().captureScreen(row.encode), row.result);
+        EXPECT_EQ(fakeScreen().captures, row.captures);
+        ASSERT_EQ(encodes(), row.encodes);
+        if (row.encodes == 1) {
+            EXPECT_EQ(fakeEncoder().calls[0].stride, row.stride != 0 ? row.stride : 64);
+            EXPECT_EQ(fakeEncoder().calls[0].outSize, 204800);
+        }
+    }
+}
+
+TEST_F(Transmit, CaptureScreenWithoutPartsOrId) {
+    EXPECT_EQ(context().captureScreen(1), -1);
+    context().openVideoInput(1, 64, 48);
+    EXPECT_EQ(context().captureScreen(1), -1) << "no encoder";
+    EXPECT_EQ(fakeScreen().captures, 0);
+    EXPECT_EQ(loggedCount("KivContext::encodeVideo, mVideoInput="), 2);
+    openBoth();
+    context().openVideoDecoder(1, 64, 48);  // overwrites the id that both directions share
+    EXPECT_EQ(context().captureScreen(1), 0);
+    EXPECT_TRUE(logged(6, "int KivContext::captureScreen(int) not implemented"));
+    EXPECT_EQ(encodes(), 0u);
+}
+
+TEST_F(Transmit, CapturedDataIsPackedAndBounded) {
+    struct Case {
+        const char* what;
+        int format, stride, size, result;
+        bool copies;
+    };
+    const Case cases[] = {
+        {"exact", 1, 0, 64 * 48 * 4, 64 * 48 * 4, true},
+        {"one byte less", 1, 0, 64 * 48 * 4 - 1, -1, false},
+        {"padded rows", 1, 80, 64 * 48 * 4, 64 * 48 * 4, true},
+        {"16-bit pixels are only counted", 4, 0, 64 * 48 * 2, 64 * 48 * 2, false},
+        {"BGRA is only counted", 5, 0, 64 * 48 * 4, 64 * 48 * 4, false},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.what);
+        resetFakeMedia();
+        fakeScreen().format = row.format;
+        fakeScreen().stride = row.stride;
+        openBoth();
+        context().captureScreen(0);
+        std::vector<uint8_t> dst(static_cast<size_t>(row.size), 255);
+        EXPECT_EQ(context().getCapturedScreenData(dst.data(), row.size), row.result);
+        const int stride = row.stride != 0 ? row.stride : 64;
+        for (size_t i = 0; i < dst.size(); ++i) {
+            const int source = static_cast<int>(i) / 256 * stride * 4 + static_cast<int>(i) % 256;
+            ASSERT_EQ(dst[i], row.copies ? source % 251 : 255) << i;
+        }
+    }
+    EXPECT_TRUE(logged(6,
+                       "KivContext::getCapturedScreen input buffer size:12287 is too small, expected "
+                       "12288"));
+}
+
+// Before the first capture the client holds a 32x32 probe, or nothing.
+TEST_F(Transmit, AProbeIsNoPicture) {
+    std::vector<uint8_t> dst(64 * 48 * 4);
+    EXPECT_EQ(context().getCapturedScreenData(dst.data(), 12288), -1) << "no input";
+    EXPECT_EQ(context().getVideoEncoderData(dst.data(), 12288), -1) << "no input";
+    openBoth();
+    EXPECT_EQ(context().getCapturedScreenData(dst.data(), 12288), -1);
+    EXPECT_EQ(context().getVideoEncoderData(dst.data(), 12288), -1);
+    fakeScreen().withoutProbe = true;
+    openBoth();
+    EXPECT_EQ(context().getCapturedScreenData(dst.data(), 12288), -1);
+    EXPECT_TRUE(logged(6, "KivContext::getCapturedScreen mVideoInput->getcaptured failed"));
+    EXPECT_EQ(context().getVideoEncoderData(dst.data(), 12288), -1);
+    EXPECT_EQ(encodes(), 0u);
+    context().captureScreen(0);
+    EXPECT_EQ(context().getVideoEncoderData(dst.data(), 12288), 0);
+    EXPECT_EQ(fakeEncoder().calls[0].outSize, 12288);
+}
+
+TEST_F(Transmit, CameraFramesReplaceTheScreenUntilTheEncoderGoes) {
+    constexpr int kFrame = 64 * 48 * 3 / 2;
+    std::vector<uint8_t> frame(kFrame + 100, 77);
+    EXPECT_EQ(context().setCameraData(frame.data(), kFrame), -1) << "no encoder";
+    openBoth();
+    context().captureScreen(0);
+    EXPECT_EQ(context().setCameraData(frame.data(), kFrame - 1), -1);
+    EXPECT_EQ(context().setCameraData(frame.data(), kFrame), kFrame);
+    EXPECT_EQ(context().setCameraData(frame.data(), kFrame + 100), kFrame + 100) << "a larger one";
+    EXPECT_TRUE(logged(6, "setCameraData : [4608]"));
+    EXPECT_EQ(context().captureScreen(1), 0);
+    ASSERT_EQ(encodes(), 1u);
+    EXPECT_EQ(fakeEncoder().calls[0].first, 77);
+    EXPECT_TRUE(fakeEncoder().calls[0].skipsConversion);
+    EXPECT_NE(fakeEncoder().calls[0].in, frame.data()) << "a copy: Java's buffer may change";
+    EXPECT_EQ(fakeScreen().captures, 1) << "the screen is not captured any more";
+    openBoth(128, 96);  // a re-open without a close: the frame would be far too small for this one
+    EXPECT_EQ(context().captureScreen(1), 0);
+    EXPECT_FALSE(fakeEncoder().calls[1].skipsConversion);
+    EXPECT_EQ(fakeScreen().captures, 2);
+}
+
+TEST_F(Transmit, ReopeningWaitsForAnEncoderThatIsStillOpen) {
+    struct Case {
+        int closesAtQuery;
+        long sleeps;
+        int lines;
+    };
+    for (const Case& row : {Case{0, 7, 7}, Case{1, 0, 1}, Case{4, 3, 4}}) {
+        SCOPED_TRACE(row.closesAtQuery);
+        resetFakeMedia();
+        FakeClock clock(1000);
+        openBoth();
+        fakeEncoder().openUntilDestroyed = true;
+        fakeEncoder().closesAtQuery = row.closesAtQuery;
+        forgetLog();
+        EXPECT_TRUE(context().openVideoEncoder(2, 1, 2, 3, false));
+        EXPECT_EQ(clock.sleepsOf(1000000), row.sleeps);
+        EXPECT_EQ(clock.sleeps().size(), static_cast<size_t>(row.sleeps));
+        EXPECT_EQ(loggedCount("KivContext::openVideoEncoder: mVideoEncoder is opened."), row.lines);
+        EXPECT_EQ(fakeEncoder().living, 1) << "the former one is gone";
+    }
+}
+
+// The accessors reach only a hardware codec of the right kind, whatever id was opened last.
+TEST_F(Transmit, GatheredOutputIsTheEncodersOrNothing) {
+    EXPECT_EQ(context().GetEncoderBuffer(), nullptr);
+    openBoth();
+    fakeEncoder().openUntilDestroyed = true;
+    context().SetEncodedSize(5);
+    EXPECT_EQ(context().GetEncodedSize(), 5);
+    EXPECT_NE(context().GetEncoderBuffer(), nullptr);
+    EXPECT_TRUE(context().IsEncoderOpen());
+    context().SetDecodedSize(6);
+    context().SetAudEncodedSize(6);
+    EXPECT_EQ(context().GetDecodedSize() + context().GetAudEncodedSize() + context().GetAudDecodedSize(), 0);
+    EXPECT_FALSE(context().IsDecoderOpen());
+    context().openVideoDecoder(1, 64, 48);
+    EXPECT_EQ(context().GetEncodedSize(), 0);
+    EXPECT_EQ(context().GetEncoderBuffer(), nullptr);
+    EXPECT_FALSE(context().IsEncoderOpen());
+}
+
+}  // namespace
+}  // namespace zem::test
