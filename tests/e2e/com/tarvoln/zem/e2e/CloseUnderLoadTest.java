@@ -1,0 +1,70 @@
+package com.tarvoln.zem.e2e;
+
+import com.tarvoln.zem.MediaUnit;
+import com.tarvoln.zem.VideoTxChannel;
+import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.concurrent.atomic.AtomicInteger;
+
+/**
+ * Proves that a session can be closed at any moment of its work: while one thread captures and another
+ * consumes, and without a consumer. Would catch a deadlock between closing and a delivery that is under
+ * way, a lost wake-up at teardown, and a session freed under a running capture.
+ */
+public final class CloseUnderLoadTest {
+    private static final int ROUNDS = 6;
+
+    /** Waits that the engine makes by design, 3 s and some, and a slow machine on top. */
+    private static final long LIMIT_MILLIS = 30_000;
+
+    private static final VideoTxChannel.Config CONFIG = VideoTxChannel.Config.screen(640, 360);
+
+    public static void main(String[] args) throws Exception {
+        for (int round = 0; round < ROUNDS; round++) {
+            round(round, round % 2 == 0);
+        }
+    }
+
+    private static void round(int round, boolean consumed) throws Exception {
+        VideoTxChannel channel = new VideoTxChannel(CONFIG.pool());
+        Check.that(channel.open(CONFIG), "opens in round " + round);
+        AtomicBoolean stop = new AtomicBoolean();
+        AtomicInteger captured = new AtomicInteger();
+        Thread capturer = new Thread(() -> {
+            while (!stop.get()) {
+                // Also through the bare native method, as an application that forgets to serialise would.
+                int result = round < ROUNDS / 2 ? channel.capture() : channel.captureScreen(true);
+                captured.addAndGet(result == 0 ? 1 : 0);
+            }
+        }, "capturer");
+        Thread consumer = new Thread(() -> consume(channel, stop), "consumer");
+        Thread closer = new Thread(channel::close, "closer");
+        capturer.start();
+        if (consumed) {
+            consumer.start();
+        }
+        Screen.pause(150 + 47L * round);
+        closer.start();
+        Check.joined(closer, LIMIT_MILLIS);
+        stop.set(true);
+        Check.joined(capturer, LIMIT_MILLIS);
+        Check.joined(consumer, LIMIT_MILLIS);
+        Check.that(captured.get() > 0, "frames were captured in round " + round);
+        Check.same(-1, channel.captureScreen(true), "closed");
+        Check.same(VideoTxChannel.NOT_OPEN, channel.capture(), "closed");
+        channel.close();
+    }
+
+    private static void consume(VideoTxChannel channel, AtomicBoolean stop) {
+        try {
+            while (!stop.get()) {
+                MediaUnit unit = channel.pool().take(10, TimeUnit.MILLISECONDS);
+                if (unit != null) {
+                    channel.pool().release(unit);
+                }
+            }
+        } catch (InterruptedException e) {
+            throw new AssertionError(e);
+        }
+    }
+}

@@ -1,0 +1,37 @@
+package com.tarvoln.zem.e2e;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Collections;
+import java.util.List;
+
+/** A standard player of the outside world: ffprobe and ffmpeg. */
+final class Player {
+    private Player() {}
+
+    /** What ffprobe counts: {@code "WIDTH,HEIGHT,FRAMES"}. */
+    static String probe(Path h264) throws IOException, InterruptedException {
+        return new String(run("ffprobe", "-v", "error", "-count_frames", "-select_streams", "v:0",
+                "-show_entries", "stream=width,height,nb_read_frames", "-of", "csv=p=0", h264.toString()),
+                StandardCharsets.US_ASCII).trim();
+    }
+
+    /** All frames as I420 one behind the other; fails at the first thing that is not right in the stream. */
+    static byte[] decode(Path h264) throws IOException, InterruptedException {
+        return run("ffmpeg", "-v", "error", "-xerror", "-err_detect", "explode", "-f", "h264", "-i",
+                h264.toString(), "-f", "rawvideo", "-");
+    }
+
+    private static byte[] run(String... command) throws IOException, InterruptedException {
+        List<String> line = new ArrayList<>();
+        Collections.addAll(line, command);
+        ProcessBuilder builder = new ProcessBuilder(line).redirectError(ProcessBuilder.Redirect.INHERIT);
+        builder.environment().remove("LD_PRELOAD");
+        Process process = builder.start();
+        byte[] output = process.getInputStream().readAllBytes();
+        Check.same(0, process.waitFor(), line + " exit code");
+        return output;
+    }
+}
