@@ -10,7 +10,7 @@ namespace {
 // first row one pixel longer, odd heights add a row: encoders are fed even sizes, and existing
 // output for odd ones is kept byte for byte.
 
-constexpr int kPixelBytes = 4;
+constexpr ptrdiff_t kPixelBytes = 4;
 
 template <bool kRedFirst>
 class PixelReader {

@@ -77,7 +77,8 @@ TEST(OmxAvFrame, PlanesHoldWhatIsWrittenForAnySize) {
             EXPECT_EQ(std::count(pairs->data[1], pairs->data[1] + walk.chromaPairs, 128),
                       static_cast<ptrdiff_t>(walk.chromaPairs));
             const Picture rgb(alloc_picture_rgb(width, height));
-            memset(rgb->data[0], 1, static_cast<size_t>(2 * width * (height + height % 2)));
+            memset(rgb->data[0], 1,
+                   size_t{2} * static_cast<size_t>(width) * static_cast<size_t>(height + height % 2));
         }
     }
 }

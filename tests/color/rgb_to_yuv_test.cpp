@@ -127,7 +127,7 @@ const Size kSizes[] = {{2, 2}, {16, 4}, {64, 6}, {1, 1},  {1, 2}, {2, 1},
 
 TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
     // One picture for each red: a row pair for each green, a 2x2 block for each blue.
-    constexpr int kSide = 512;
+    constexpr size_t kSide = 512;
     Rgb32ToYuv420 converter(kSide, kSide);
     Bytes source(kSide * kSide * 4), y(kSide * kSide), cb(y.size() / 4), cr(y.size() / 4);
     int wrong = 0;
@@ -139,14 +139,15 @@ TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
         }
         const uint8_t* in = source.data();
         uint8_t* out[] = {y.data(), cb.data(), cr.data()};
-        int stride = kSide * 4;
+        int stride = 4 * kSide;
         converter.convert(out, nullptr, &in, &stride);
-        for (int block = 0; block < 256 * 256; ++block) {
-            const Ycc expected = referenceColour(r, block / 256, block % 256);
-            const size_t left = static_cast<size_t>(block / 256 * 2 * kSide + block % 256 * 2);
-            const size_t at = static_cast<size_t>(block);
-            wrong += y[left] != expected.y || y[left + 1] != expected.y || y[left + kSide] != expected.y ||
-                     cb[at] != expected.cb || cr[at] != expected.cr;
+        for (size_t block = 0; block < cb.size(); ++block) {
+            const size_t green = block / 256;
+            const size_t blue = block % 256;
+            const Ycc expected = referenceColour(r, static_cast<int>(green), static_cast<int>(blue));
+            const uint8_t* left = &y[2 * green * kSide + 2 * blue];
+            wrong += left[0] != expected.y || left[1] != expected.y || left[kSide] != expected.y ||
+                     cb[block] != expected.cb || cr[block] != expected.cr;
         }
     }
     EXPECT_EQ(wrong, 0);
@@ -177,9 +178,10 @@ TEST(RgbToYuv, OnlyBgr32ToNv12HonoursTheStrideInWholePixels) {
         }
     }
     // A negative stride is a picture that stands on its head.
-    GuardedBuffer source(noise(4 * kWidth * kHeight));
+    constexpr size_t kLastRow = size_t{4} * kWidth * (kHeight - 1);
+    GuardedBuffer source(noise(kLastRow + size_t{4} * kWidth));
     for (int stride : {-4 * kWidth, -4 * kWidth - 3}) {
-        expectAsReference(kKinds[1], source.data() + 4 * kWidth * (kHeight - 1), kWidth, kHeight, stride);
+        expectAsReference(kKinds[1], source.data() + kLastRow, kWidth, kHeight, stride);
     }
 }
 
