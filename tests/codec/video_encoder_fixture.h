@@ -1,0 +1,87 @@
+// A device with one H.264 encoder that the test scripts, and what it takes to encode on it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "codec/omx_mpeg_video_encoder.h"
+#include "tests/codec/fake_identification.h"
+#include "tests/codec/recorded_hand_off.h"
+#include "tests/support/fake_clock.h"
+#include "tests/support/faulty_omx.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/omx_proxy.h"
+
+namespace zem::test {
+
+// A colour whose bytes differ, and what the two converters make of it: the NV12 one reads red for blue.
+constexpr uint8_t kPixel[] = {200, 30, 90, 255};
+constexpr uint8_t kNv12Luma = 67, kNv12First = 144, kNv12Second = 203;
+constexpr uint8_t kPlanarLuma = 88, kPlanarU = 129, kPlanarV = 208;
+
+/// `pixels` pixels of that colour, exactly as many.
+inline std::vector<uint8_t> uniformPixels(size_t pixels) {
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < pixels; ++i) {
+        bytes.insert(bytes.end(), kPixel, kPixel + sizeof kPixel);
+    }
+    return bytes;
+}
+
+class VideoEncoderTest : public testing::Test {
+  protected:
+    VideoEncoderTest() { useChip("8960", nullptr, {"OMX.qcom.video.encoder.avc"}); }
+    ~VideoEncoderTest() override {
+        mEncoder.reset();
+        expectNothingLeft();
+    }
+
+    void useChip(const char* buildId, const char* cpuInfo, std::vector<std::string> components) {
+        mEncoder.reset();
+        setIdentification(buildId, cpuInfo);
+        mOmx = new FakeOmx(std::move(components));
+        mOmx->setBuffers(0, 2, 16384);
+        serveOmx(mOmx);
+        forgetDeliveries();
+        forgetLog();
+    }
+    int open(int width = 32, int height = 16, bool headerOnly = false) {
+        mEncoder = std::make_unique<omxMpegVideoEncoder>(nullptr);
+        return mEncoder->open(1, width, height, 4000000, 15, 0x1E01, headerOnly);
+    }
+    int encode(const std::vector<uint8_t>& pixels, int stride) {
+        uint8_t out = 0x5A;
+        const int result = mEncoder->encode(&out, 1, pixels.data(), stride);
+        EXPECT_EQ(out, 0x5A) << "the caller's buffer is not the encoder's";
+        return result;
+    }
+    int encode() { return encode(uniformPixels(32 * 16), 32); }
+    /// Every frame brings an output of this text and its number.
+    void answerWith(const std::string& text) {
+        auto* const omx = mOmx.get();  // not a reference: the handler is part of it
+        omx->setInputHandler([omx, text, number = std::make_shared<int>(0)](const SentInput& input) {
+            if ((input.flags & OMX_BUFFERFLAG_EOS) == 0) {
+                const std::string unit = text + std::to_string((*number)++);
+                omx->queueOutput({unit.begin(), unit.end()});
+            }
+        });
+    }
+    void waitForUnits(size_t count) {
+        for (int i = 0; i < 5000 && deliveredUnits().size() < count; ++i) {
+            usleep(1000);
+        }
+    }
+    void expectNothingLeft() {
+        EXPECT_EQ(mOmx->liveNodes(), 0);
+        EXPECT_EQ(mOmx->liveBuffers(), 0);
+    }
+
+    FakeClock mClock;
+    android::sp<FakeOmx> mOmx;
+    std::unique_ptr<omxMpegVideoEncoder> mEncoder;
+};
+
+}  // namespace zem::test
