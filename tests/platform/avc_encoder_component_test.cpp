@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/platform/encoder_rig.h"
+#include "tests/platform/h264_reader.h"
 #include "tests/support/log_capture.h"
 
 namespace zem {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/linux/omx_host/component.h"
-#include "tests/platform/h264_reader.h"
+#include "tests/platform/test_picture.h"
 
 namespace zem::test {
 
@@ -69,15 +69,5 @@ T structOfOutputPort() {
     fields.nPortIndex = kOutputPort;
     return fields;
 }
-
-/// The picture that a frame shows: four patches of different colour, mirrored nowhere.
-Picture patches(int width, int height);
-
-/// `picture` as an encoder's input buffer: with interleaved chroma (Cb first) or planes, the chroma from
-/// `chromaOffset` on and rubbish before it.
-std::vector<uint8_t> frameOf(const Picture& picture, bool interleaved, size_t chromaOffset);
-
-/// The largest difference of two samples of the same place; 256 when the sizes differ.
-int largestDifference(const Picture& a, const Picture& b);
 
 }  // namespace zem::test

@@ -5,16 +5,9 @@
 #include <vector>
 
 #include "platform/linux/codecs/av_handles.h"
+#include "tests/platform/test_picture.h"
 
 namespace zem::test {
-
-/// A decoded picture, its planes packed.
-struct Picture {
-    int width = 0;
-    int height = 0;
-    bool key = false;
-    std::vector<uint8_t> y, cb, cr;
-};
 
 class H264Reader {
   public:
