@@ -35,10 +35,12 @@ public final class JniContext {
     public native boolean isAudioHookAvailable();
 
     /**
-     * Which family of hardware codecs the engine found. The result is remembered from then on.
+     * Which family of hardware codecs the device names in its identification files. They are read anew by each
+     * call.
      *
-     * @return 0 unknown (no video), 0x2001 to 0x2004 and 0x2100 Qualcomm, 0x1001 and 0x1002 Samsung,
-     *     0x4001 a further family
+     * @return 0x2001 to 0x2004 and 0x2100 Qualcomm, 0x4001 a further family; 0 when the files name none, as
+     *     on Samsung devices: their codecs are found by name when a channel opens, so 0 does not mean
+     *     that there is no video
      */
     public native int getHardwareBase();
 
