@@ -9,7 +9,7 @@ namespace zem::compat {
 /// offset in the heap that the component registered. 0 where the message has no such word. Call
 /// with a literal 0 as second argument: it prefers the first form when both exist.
 template <typename Buffer>
-auto platformPrivate(const Buffer& buffer, int) -> decltype((void*)buffer.platform_private, uintptr_t()) {
+auto platformPrivate(const Buffer& buffer, int) -> decltype((uintptr_t)buffer.platform_private) {
     return (uintptr_t)buffer.platform_private;  // a pointer or an integer, by release
 }
 

@@ -61,7 +61,8 @@ class FakeOmx : public android::BnOMX {
     /// While true no message is delivered.
     void holdMessages(bool hold);
 
-    // --- Messages to the node allocated last (freed or not), in the order of these calls.
+    // --- Messages to the node allocated last (freed or not), in the order of these calls. Not before
+    // there is one.
     /// Fills the next output buffer that the component holds, now or as soon as there is one.
     void queueOutput(std::vector<uint8_t> bytes, OMX_U32 flags = 0);
     void sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2);
