@@ -41,26 +41,40 @@ uint32_t weightOf(int64_t position) {
     return static_cast<uint32_t>(position >> (kFixedBits - 8)) & 0xFF;
 }
 
-uint32_t load(const uint8_t* pixels, uint32_t index) {
-    uint32_t word;
-    memcpy(&word, pixels + size_t{index} * sizeof word, sizeof word);
-    return word;
-}
+/// One column of the result: the pixel to its left, how far its right neighbour is (0 at the edge), and
+/// how much that counts.
+struct Column {
+    uint32_t left;
+    uint16_t toRight;
+    uint16_t weight;
+};
 
-/// Two bytes of a word at a time, each with 16 bits of room.
-uint32_t blendPairs(uint32_t one, uint32_t other, uint32_t weight) {
-    constexpr uint32_t kHalf = 0x00800080;
-    return ((one & 0x00FF00FF) * (256 - weight) + (other & 0x00FF00FF) * weight + kHalf) >> 8 & 0x00FF00FF;
-}
-
-void scaleColumns(const uint8_t* row, uint32_t width, const Positions& columns, Rgba* to, uint32_t count) {
-    for (uint32_t x = 0; x < count; ++x) {
-        const int64_t position = columns.at(x);
+void findColumns(uint32_t from, uint32_t to, Column* columns) {
+    const Positions positions(from, to);
+    for (uint32_t x = 0; x < to; ++x) {
+        const int64_t position = positions.at(x);
         const uint32_t left = pixelOf(position);
-        const uint32_t weight = weightOf(position);
-        const uint32_t one = load(row, left);
-        const uint32_t other = load(row, std::min(left + 1, width - 1));
-        const uint32_t word = blendPairs(one, other, weight) | blendPairs(one >> 8, other >> 8, weight) << 8;
+        columns[x] = {left, static_cast<uint16_t>(left + 1 < from ? 1 : 0),
+                      static_cast<uint16_t>(weightOf(position))};
+    }
+}
+
+/// The four bytes of a pixel with 16 bits of room each, so that one multiplication weighs them all.
+uint64_t spread(const Rgba& pixel) {
+    uint32_t word;
+    memcpy(&word, &pixel, sizeof word);
+    return (word & 0x00FF00FFU) | uint64_t{word & 0xFF00FF00U} << 24;
+}
+
+void scaleColumns(const Rgba* row, const Column* columns, Rgba* to, uint32_t count) {
+    constexpr uint64_t kHalf = 0x0080008000800080;  // so that the division by 256 rounds
+    for (uint32_t x = 0; x < count; ++x) {
+        const Column column = columns[x];
+        const Rgba* left = row + column.left;
+        const uint64_t sum =
+            spread(left[0]) * (256U - column.weight) + spread(left[column.toRight]) * column.weight + kHalf;
+        const uint64_t mean = sum >> 8 & 0x00FF00FF00FF00FF;
+        const auto word = static_cast<uint32_t>(mean | mean >> 24);
         memcpy(to + x, &word, sizeof word);
     }
 }
@@ -69,20 +83,22 @@ void scaleColumns(const uint8_t* row, uint32_t width, const Positions& columns, 
 
 bool scaleBilinear(const PixelView& view, Picture* picture) {
     const size_t rowBytes = size_t{view.width} * sizeof(Rgba);
-    const std::unique_ptr<uint8_t[]> blended(new (std::nothrow) uint8_t[rowBytes]);
-    if (!blended) {
+    const std::unique_ptr<Rgba[]> blended(new (std::nothrow) Rgba[view.width]);
+    const std::unique_ptr<Column[]> columns(new (std::nothrow) Column[picture->width()]);
+    if (!blended || !columns) {
         return false;
     }
+    findColumns(view.width, picture->width(), columns.get());
     const Positions rows(view.height, picture->height());
-    const Positions columns(view.width, picture->width());
     for (uint32_t y = 0; y < picture->height(); ++y) {
         const int64_t position = rows.at(y);
         const uint32_t top = pixelOf(position);
         const uint8_t* upper = view.bytes + top * rowBytes;
         const uint8_t* lower = view.bytes + std::min(top + 1, view.height - 1) * rowBytes;
-        libyuv::ARGBInterpolate(upper, 0, lower, 0, blended.get(), 0, static_cast<int>(view.width), 1,
-                                static_cast<int>(weightOf(position)));
-        scaleColumns(blended.get(), view.width, columns, picture->row(y), picture->width());
+        // The library knows pixels as bytes.
+        libyuv::ARGBInterpolate(upper, 0, lower, 0, reinterpret_cast<uint8_t*>(blended.get()), 0,
+                                static_cast<int>(view.width), 1, static_cast<int>(weightOf(position)));
+        scaleColumns(blended.get(), columns.get(), picture->row(y), picture->width());
     }
     return true;
 }

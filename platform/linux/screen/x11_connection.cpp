@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <xcb/shm.h>
 
+#include <mutex>
 #include <utility>
 
 #include "base/log.h"
@@ -55,6 +56,14 @@ bool byteOrderOf(const xcb_setup_t* setup, const xcb_screen_t* screen, ByteOrder
     return visual->red_mask == 0xFF || visual->red_mask == 0xFF0000;
 }
 
+/// One at a time in the process: the library that finds the server's key keeps its file's name in a buffer
+/// that all threads share.
+XcbHandle connect(int* screenNumber) {
+    static std::mutex connecting;
+    std::lock_guard<std::mutex> lock(connecting);
+    return XcbHandle(xcb_connect(nullptr, screenNumber));
+}
+
 /// Memory is shared by passing its descriptor, which needs a socket of this machine.
 bool isLocal(xcb_connection_t* connection) {
     sockaddr_storage address{};
@@ -69,7 +78,7 @@ bool isLocal(xcb_connection_t* connection) {
 
 std::unique_ptr<X11Connection> X11Connection::open() {
     int number = 0;
-    XcbHandle connection(xcb_connect(nullptr, &number));
+    XcbHandle connection = connect(&number);
     if (xcb_connection_has_error(connection.get()) != 0) {
         return nullptr;
     }
