@@ -18,13 +18,14 @@ bool clearException(JNIEnv* env, const char* method) {
     return true;
 }
 
-/// Null, with a line and no exception left, when the object has no such method.
-jmethodID findMethod(JNIEnv* env, jobject object, const char* name, const char* signature) {
+/// Null, with the line `whenMissing` and no exception left, when the object has no such method.
+jmethodID findMethod(JNIEnv* env, jobject object, const char* name, const char* signature,
+                     const char* whenMissing) {
     const jclass type = env->GetObjectClass(object);
     const jmethodID id = env->GetMethodID(type, name, signature);
     if (id == nullptr) {
         env->ExceptionClear();
-        LOGE("KivContext::DataCallback, %s method not found", name);
+        LOGE("%s", whenMissing);
     }
     env->DeleteLocalRef(type);
     return id;
@@ -47,7 +48,8 @@ KivContext::DataCallback::DataCallback(JNIEnv* env, jobject object) : mEnv(env),
     if (mObject == nullptr) {
         return;
     }
-    const jmethodID offset = findMethod(env, mObject, "getBufferOffset", "()I");
+    const jmethodID offset = findMethod(env, mObject, "getBufferOffset", "()I",
+                                        "KivContext::DataCallback, getBufferOffset method not found");
     if (offset != nullptr) {
         mBufferOffset = env->CallIntMethod(mObject, offset);
         if (clearException(env, "getBufferOffset")) {
@@ -55,8 +57,10 @@ KivContext::DataCallback::DataCallback(JNIEnv* env, jobject object) : mEnv(env),
         }
     }
     LOGD("KivContext::DataCallback, buffer_offset = %d", mBufferOffset);
-    mGetFreeBuffer = findMethod(env, mObject, "getFreeBuffer", "()Ljava/nio/ByteBuffer;");
-    mAddUsedBuffer = findMethod(env, mObject, "addUsedBuffer", "(Ljava/nio/ByteBuffer;I)V");
+    mGetFreeBuffer = findMethod(env, mObject, "getFreeBuffer", "()Ljava/nio/ByteBuffer;",
+                                "KivContext::DataCallback, getFreeBuffer method not found");
+    mAddUsedBuffer = findMethod(env, mObject, "addUsedBuffer", "(Ljava/nio/ByteBuffer;I)V",
+                                "KivContext::DataCallback, addUsedBuffer method not found");
 }
 
 KivContext::DataCallback::~DataCallback() {
@@ -134,6 +138,8 @@ void KivContext::DataCallback::onNewData(uint8_t* data, int size) {
         currentEnv()->DeleteLocalRef(borrowed);
         return;
     }
-    memcpy(dst, data, static_cast<size_t>(size));
+    if (size > 0) {  // an empty unit may come without an address
+        memcpy(dst, data, static_cast<size_t>(size));
+    }
     addUsedBuffer(borrowed, size);
 }
