@@ -119,7 +119,7 @@ TEST(AvcEncoder, PortsAskForRoomForTheirFrames) {
 TEST(AvcEncoder, ConfigurationFirstAndOnceThenOneUnitAFrame) {
     EncoderRig rig("sec", "OMX.SEC.avc.enc");
     ASSERT_NO_FATAL_FAILURE(configure(rig, 64, 48, kSemiPlanar, 1000000));
-    const auto frame = frameOf(patches(64, 48), true, 64 * 48);
+    const auto frame = frameOf(patches(64, 48), true, 3072);
     for (int round = 0; round < 2; round++) {  // after a stop the stream begins anew
         SCOPED_TRACE(round);
         rig.outputs.clear();
@@ -213,7 +213,7 @@ TEST(AvcEncoder, UnitsAreNeverSplitAndALostOneIsMadeUpFor) {
     ASSERT_NO_FATAL_FAILURE(configure(rig, 160, 128, kSemiPlanar, 20000000));
     ASSERT_EQ(rig.component->start(), OK);
     rig.outputRoom = 2000;
-    const auto plain = frameOf(patches(160, 128), true, 160 * 128);
+    const auto plain = frameOf(patches(160, 128), true, 20480);
     rig.send(plain);
     rig.send(noise(plain.size(), 1));
     EXPECT_EQ(rig.outputs.size(), 2u);

@@ -43,7 +43,7 @@ bool has(const std::string& text, const char* part) {
 // The first name with both parts and no mark of a software component, as the engine searches.
 std::string found(const char* part1, const char* part2, int* refused) {
     for (const ChipComponent& component : currentChipProfile()) {
-        const std::string name = component.name;
+        std::string name = component.name;
         if (!has(name, part1) || !has(name, part2)) {
             continue;
         }

@@ -146,7 +146,8 @@ class Client {
     }
     void allocate(OMX_U32 port) {
         const OMX_PARAM_PORTDEFINITIONTYPE wanted = definition(port);
-        mDealers[port] = new android::MemoryDealer(wanted.nBufferCountActual * wanted.nBufferSize, "test");
+        mDealers[port] =
+            new android::MemoryDealer(size_t{wanted.nBufferCountActual} * wanted.nBufferSize, "test");
         for (OMX_U32 i = 0; i < wanted.nBufferCountActual; i++) {
             Buffer buffer{0, mDealers[port]->allocate(wanted.nBufferSize)};
             ASSERT_EQ(mOmx->useBuffer(mNode, port, buffer.memory, &buffer.id), OK);
@@ -242,7 +243,7 @@ TEST(OmxEncoder, NodeFreedWhileCoding) {
         Client client(hostOf("sec"));
         ASSERT_NO_FATAL_FAILURE(client.open("OMX.SEC.avc.enc", 320, 240, 21, 0));
         ASSERT_NO_FATAL_FAILURE(client.start());
-        ASSERT_NO_FATAL_FAILURE(client.send(test::frameOf(test::patches(320, 240), true, 320 * 240), 0));
+        ASSERT_NO_FATAL_FAILURE(client.send(test::frameOf(test::patches(320, 240), true, 76800), 0));
     }
 }
 

@@ -46,7 +46,7 @@ class H264Encoder {
     /// The stream's configuration: SPS and PPS with 4-byte start codes.
     const std::vector<uint8_t>& configuration() const { return mConfiguration; }
 
-    /// Encodes the frame at `frame`, mLayout.frameSize bytes that stay the caller's and are not copied
+    /// Encodes the frame at `frame`, layout().frameSize bytes that stay the caller's and are not copied
     /// before libx264 takes them; as an IDR picture when `asKey`. The picture's bytes last until the next
     /// call. False, and one log line, when the encoder refuses.
     bool encode(const uint8_t* frame, bool asKey, EncodedPicture* picture);
