@@ -3,6 +3,7 @@
 // never given back, a write to a broken socket that ends the process, a reconnect that never happens.
 #include <dirent.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/screen/x11_handles.h"
 #include "tests/platform/capture_support.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/x_painter.h"
@@ -104,10 +106,13 @@ TEST_F(X11ScreenTest, ResizedScreenIsCapturedAtItsNewSize) {
 }
 
 TEST_F(X11ScreenTest, ServerThatEndsInMidCaptureFailsUntilItIsBack) {
+    signal(SIGPIPE, SIG_DFL);  // whoever runs the tests may have had it ignored
     start();
     forgetLog();
     ScreenshotClient client;
+    ScreenshotClient idle;  // its first word after the server's end goes into a broken socket
     ASSERT_EQ(captureScreen(&client), OK);
+    ASSERT_EQ(captureScreen(&idle), OK);
     mPainter.reset();
     std::thread end([this] { mServer->stop(); });
     android::status_t status = OK;
@@ -119,6 +124,7 @@ TEST_F(X11ScreenTest, ServerThatEndsInMidCaptureFailsUntilItIsBack) {
         EXPECT_EQ(captureScreen(&client), android::DEAD_OBJECT);
     }
     EXPECT_EQ(loggedCount("has gone away"), 1);
+    EXPECT_EQ(captureScreen(&idle), android::DEAD_OBJECT);
     ASSERT_EQ(client.getWidth(), kWidth);
     EXPECT_EQ(pixelAt(client, 5, 700), 0xFF0000FFU) << "the picture before it stays";
 
@@ -182,6 +188,21 @@ TEST_F(X11ScreenTest, ClientsOfSeveralThreadsDoNotMeet) {
     for (std::thread& thread : threads) {
         thread.join();
     }
+}
+
+TEST(SigpipeGuardTest, BrokenWriteLeavesProcessAndSignalsAsTheyWere) {
+    signal(SIGPIPE, SIG_DFL);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    {
+        const SigpipeGuard guard;
+        EXPECT_EQ(write(ends[1], "x", 1), -1);
+    }
+    close(ends[1]);
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
 }
 
 TEST(X11ScreenDepth, ScreenWithoutWholeBytesIsRefusedInWords) {

@@ -44,8 +44,9 @@ class SharedMemory {
     size_t mSize = 0;
 };
 
-/// Keeps a write to a server that has gone from ending the process: holds SIGPIPE back from this thread
-/// while it lives and takes away the one that such a write raised.
+/// Keeps a write to a server that has gone from ending the process: the XCB library looks before it writes,
+/// but a server can end between the two, and the write then raises SIGPIPE. Holds that signal back from this
+/// thread while it lives, and takes away one that arose in the meantime.
 class SigpipeGuard {
   public:
     SigpipeGuard();
