@@ -49,14 +49,14 @@ class JavaBitmap {
 
     /// False, with nothing written, when Java threw.
     bool getInt(const char* method, jint* value) {
-        const jmethodID id = find(method, "()I");
+        jmethodID id = find(method, "()I");
         const jint got = id != nullptr ? mEnv->CallIntMethod(mBitmap, id) : 0;
         return id != nullptr && !threw(mEnv) && (*value = got, true);
     }
 
     int lock(void** pixels) {
-        const jmethodID id = find("lockPixels", "()Ljava/nio/ByteBuffer;");
-        const jobject buffer = id != nullptr ? mEnv->CallObjectMethod(mBitmap, id) : nullptr;
+        jmethodID id = find("lockPixels", "()Ljava/nio/ByteBuffer;");
+        jobject buffer = id != nullptr ? mEnv->CallObjectMethod(mBitmap, id) : nullptr;
         if (id == nullptr || threw(mEnv)) {
             return ANDROID_BITMAP_RESULT_JNI_EXCEPTION;
         }
@@ -68,7 +68,7 @@ class JavaBitmap {
     }
 
     int unlock() {
-        const jmethodID id = find("unlockPixels", "()Z");
+        jmethodID id = find("unlockPixels", "()Z");
         const bool wasLocked = id != nullptr && mEnv->CallBooleanMethod(mBitmap, id);
         if (id == nullptr || threw(mEnv)) {
             return ANDROID_BITMAP_RESULT_JNI_EXCEPTION;
@@ -78,13 +78,13 @@ class JavaBitmap {
 
   private:
     jmethodID find(const char* method, const char* signature) {
-        const jmethodID id = mEnv->GetMethodID(mClass, method, signature);
+        jmethodID id = mEnv->GetMethodID(mClass, method, signature);
         return threw(mEnv) ? nullptr : id;
     }
 
     JNIEnv* const mEnv;
     const LocalFrame mFrame;
-    const jobject mBitmap;
+    jobject mBitmap;
     jclass mClass;  // lives in mFrame
 };
 

@@ -14,8 +14,8 @@ namespace zem {
 /// What is asked of a source, as it came from outside: unchecked.
 struct CaptureRequest {
     android::Rect crop;  // all 0: the whole screen
-    uint32_t width;      // pixels; 0: the crop's own
-    uint32_t height;
+    uint32_t width = 0;  // pixels; 0: the crop's own
+    uint32_t height = 0;
 };
 
 /// The part of the screen to read, and the size to bring it to: both checked.

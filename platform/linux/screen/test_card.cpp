@@ -54,10 +54,10 @@ void drawBars(Picture* picture, uint32_t height) {
 void drawBlock(Picture* picture, uint32_t top, uint32_t frame) {
     const uint32_t band = picture->height() - top;
     const uint32_t side = std::max(1U, std::min(band / 2, picture->width() / 2));
-    const uint32_t step = std::max(1U, picture->width() / kStepsAcross);
-    const uint32_t steps = (picture->width() - side) / step + 1;
+    const uint32_t way = picture->width() - side;
     fill(picture, 0, top, picture->width(), band, kGround);
-    fill(picture, frame % steps * step, top + (band - side) / 2, side, side, kWhite);
+    fill(picture, frame % kStepsAcross * way / (kStepsAcross - 1), top + (band - side) / 2, side, side,
+         kWhite);
 }
 
 void drawDigit(Picture* picture, uint32_t digit, uint32_t left, uint32_t top, uint32_t dot) {
