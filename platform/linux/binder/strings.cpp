@@ -71,7 +71,7 @@ void appendUtf8(std::string* out, char32_t character) {
         return;
     }
     const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-    const unsigned lead = 0xF00U >> more;  // as many leading ones as the sequence has bytes
+    const unsigned lead = 0xF00U >> (more + 1);  // as many leading ones as the sequence has bytes
     out->push_back(static_cast<char>((lead & 0xFF) | (character >> (6 * more))));
     for (int i = more - 1; i >= 0; --i) {
         out->push_back(static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F)));

@@ -20,12 +20,13 @@ class NamedThread {
 
     /// False when the system has no thread left. The kernel keeps 15 characters of `name`.
     bool start(const char* name, std::function<void()> body) {
-        auto task = std::make_unique<Task>();
-        snprintf(task->name, sizeof task->name, "%.15s", name);
-        task->body = std::move(body);
+        auto task = std::make_unique<std::function<void()>>(std::move(body));
         mRunning = pthread_create(&mThread, nullptr, run, task.get()) == 0;
         if (mRunning) {
             static_cast<void>(task.release());  // the thread's own from here
+            char kept[16];
+            snprintf(kept, sizeof kept, "%.15s", name);
+            pthread_setname_np(mThread, kept);
         }
         return mRunning;
     }
@@ -44,15 +45,9 @@ class NamedThread {
     }
 
   private:
-    struct Task {
-        char name[16];
-        std::function<void()> body;
-    };
-
     static void* run(void* argument) {
-        const std::unique_ptr<Task> task(static_cast<Task*>(argument));
-        pthread_setname_np(pthread_self(), task->name);
-        task->body();
+        const std::unique_ptr<std::function<void()>> task(static_cast<std::function<void()>*>(argument));
+        (*task)();
         return nullptr;
     }
 

@@ -96,6 +96,7 @@ class Node final : private BufferIo {
     void beginFlush(const Command& command);
     void beginQueued();
     void setJob(Job job, const Command& command);
+    void endJob();
     void settle();
     void settlePorts();
     void enterState(OMX_STATETYPE state);
@@ -120,7 +121,7 @@ class Node final : private BufferIo {
     void runJob();
     void runStart(OMX_STATETYPE wanted);
     void runStop();
-    void runReturnPort(const Command& command);
+    void runReturnPort(Command command);
 
     const android::IOMX::node_id mId;
     const std::string mName;

@@ -237,7 +237,11 @@ void Node::runJob() {
             runReturnPort(mJobCommand);
             break;
     }
-    std::lock_guard<std::mutex> lock(mMutex);
+}
+
+// In the same locked step as the job's messages: a client that answers them at once finds the worker
+// free, and its next command is begun before sendCommand returns.
+void Node::endJob() {
     mJob = Job::None;
     mWork = true;  // the job may have cut a process() short
     settle();
@@ -249,11 +253,12 @@ void Node::runStart(OMX_STATETYPE wanted) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (status == OK) {
         enterState(wanted);
-        return;
+    } else {
+        LOGE("component %s did not start: %d", mName.c_str(), status);
+        mTarget.reset();
+        postError(OMX_ErrorInsufficientResources);
     }
-    LOGE("component %s did not start: %d", mName.c_str(), status);
-    mTarget.reset();
-    postError(OMX_ErrorInsufficientResources);
+    endJob();
 }
 
 void Node::runStop() {
@@ -262,9 +267,10 @@ void Node::runStop() {
     returnBuffers(kInputPort);
     returnBuffers(kOutputPort);
     enterState(OMX_StateIdle);
+    endJob();
 }
 
-void Node::runReturnPort(const Command& command) {
+void Node::runReturnPort(Command command) {
     mComponent->flush(command.param);
     std::lock_guard<std::mutex> lock(mMutex);
     mPorts[command.param].draining = false;
@@ -272,6 +278,7 @@ void Node::runReturnPort(const Command& command) {
     if (command.kind == OMX_CommandFlush) {
         postComplete(OMX_CommandFlush, command.param);
     }
+    endJob();
 }
 
 void Node::returnBuffers(OMX_U32 port) {
