@@ -13,8 +13,8 @@ namespace zem {
 struct ClipTable;
 
 /// Bytes of a tiled picture, as TiledFrameSize() gives them, but never wrapping: what convertNV12Tile
-/// may read. 0 for a size of 0. To check data by, where sizes come from a component.
-uint64_t tiledNv12Bytes(unsigned width, unsigned height);
+/// may read. 0 for a size below 1. To check data by, where sizes come from a component.
+uint64_t tiledNv12Bytes(int width, int height);
 }  // namespace zem
 
 /// Bytes of a tiled picture: luma and chroma plane, in 32-bit arithmetic that wraps for sizes which no

@@ -32,6 +32,8 @@ class Yuv420ToBgr32 : public ColorConverter {
     void deinit_table();
 
   protected:
+    /// True when the size has not a single pair of pixels.
+    bool isEmpty() const { return width < 2 || height < 1; }
     /// A frame of this size with these tables; planes and strides are still to be filled in.
     zem::YuvToRgbFrame describe() const;
 

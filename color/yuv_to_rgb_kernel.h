@@ -1,0 +1,43 @@
+// The pixel loop of the YUV-to-RGB converters: one call a frame, so that it can be exchanged as a whole.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace zem {
+
+/// The pixel (0, 0) of the result goes to `start`; everything else is counted from it.
+struct RgbTarget {
+    uint8_t* start;
+    ptrdiff_t pixelStep;  // bytes from a pixel to the one on its right in the source; negative when turned
+    ptrdiff_t secondRow;  // bytes from the first row of a pair to the second
+    ptrdiff_t nextPair;   // bytes from the first row of a pair to the first of the next
+    bool is565;           // words of 5 blue, 6 green, 5 red bits; else bytes B, G, R, 255
+};
+
+/// One frame to convert. All pointers are borrowed and valid; nothing overlaps. Strides are bytes from
+/// row to row and may be negative.
+struct YuvToRgbFrame {
+    int width;   // pixels a row; the last one of an odd width is left out
+    int height;  // rows
+    const uint8_t* y;
+    const uint8_t* cb;  // first Cb byte
+    const uint8_t* cr;  // first Cr byte
+    ptrdiff_t yStride;
+    ptrdiff_t cbStride;
+    ptrdiff_t crStride;
+    bool interleaved;  // chroma pairs in one plane (cb = cr + 1); else planes of their own
+    RgbTarget target;
+
+    // The tables of Yuv420ToBgr32.
+    const uint8_t* rangeLimit;
+    const int32_t* crR;
+    const int32_t* cbB;
+    const int32_t* crG;
+    const int32_t* cbG;
+};
+
+/// Converts `frame`; a size below 1, or a width of 1, converts nothing.
+void convertYuvToRgb(const YuvToRgbFrame& frame);
+
+}  // namespace zem
