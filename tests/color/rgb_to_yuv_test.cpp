@@ -11,11 +11,13 @@
 #include <memory>
 
 #include "color/walk_size.h"
+#include "tests/color/noise.h"
 #include "tests/support/guarded_buffer.h"
 
 namespace {
 
 using zem::test::GuardedBuffer;
+using zem::test::noise;
 using Bytes = std::vector<uint8_t>;
 
 // --- The formulas, read a second time: BT.601 in 16-bit fixed point, from the coefficients
@@ -88,16 +90,6 @@ Planes referenceWalk(const Kind& kind, const uint8_t* source, int width, int hei
         at += gap;
     }
     return out;
-}
-
-Bytes noise(size_t size) {
-    Bytes bytes(size);
-    uint32_t state = 12345;
-    for (uint8_t& byte : bytes) {
-        state = state * 1664525 + 1013904223;
-        byte = static_cast<uint8_t>(state >> 24);
-    }
-    return bytes;
 }
 
 // Converts from `source` into planes that end, and have their guard, where the reference's do.

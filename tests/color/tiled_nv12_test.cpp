@@ -1,0 +1,216 @@
+// Proves that the tiled conversion takes every pixel from its place and gives it the right colour, stays
+// within its planes, and refuses what it must. Faults it would catch: two tiles exchanged, an unpaired last
+// row zigzagged, Cb and Cr exchanged, rounding instead of truncation, chroma read behind the plane.
+#include "color/tiled_nv12.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+
+#include "tests/color/noise.h"
+#include "tests/support/guarded_buffer.h"
+#include "tests/support/log_capture.h"
+
+namespace {
+
+using zem::test::GuardedBuffer;
+using zem::test::noise;
+using Bytes = std::vector<uint8_t>;
+
+// --- The rules, read a second time: where one byte of a plane lies
+
+struct TiledPlane {
+    size_t tilesX;
+    size_t rows;
+
+    size_t bytes() const {
+        const size_t raw = tilesX * rows * 2048;
+        return raw % 8192 < 4096 ? raw : raw + (8192 - raw % 8192);
+    }
+    // Two rows of tiles make groups of four, for two columns each: upper, upper, lower, lower in the
+    // first group, the other way about in the next, and so on. A last row on its own is plain.
+    size_t tile(size_t column, size_t row) const {
+        if (row % 2 == 0 && row + 1 == rows) {
+            return row * tilesX + column;
+        }
+        const size_t group = column / 2;
+        const bool second = (row % 2 == 1) != (group % 2 == 1);
+        return row / 2 * 2 * tilesX + 4 * group + (second ? 2 : 0) + column % 2;
+    }
+    size_t at(size_t byte, size_t line) const {
+        return 2048 * tile(byte / 64, line / 32) + 64 * (line % 32) + byte % 64;
+    }
+};
+
+struct TiledPicture {
+    size_t width, height;
+
+    size_t tilesX() const { return (width + 127) / 128 * 2; }
+    TiledPlane luma() const { return {tilesX(), (height + 31) / 32}; }
+    TiledPlane chroma() const { return {tilesX(), (height / 2 + 31) / 32}; }
+    size_t bytes() const { return luma().bytes() + chroma().bytes(); }
+};
+
+int scaled(int sum) {
+    const int value = static_cast<int>(std::trunc(sum / 256.0));
+    return value < 0 ? 0 : value > 255 ? 255 : value;
+}
+
+int referenceWord(int y, int cb, int cr) {
+    const int c = y - 16, d = cb - 128, e = cr - 128;
+    return scaled(298 * c + 409 * e) / 8 * 2048 + scaled(298 * c - 100 * d - 208 * e) / 4 * 32 +
+           scaled(298 * c + 517 * d) / 8;
+}
+
+int referencePixel(const TiledPicture& picture, const uint8_t* source, size_t x, size_t y) {
+    const TiledPlane chroma = picture.chroma();
+    const int luma = source[picture.luma().at(x, y)];
+    if (chroma.rows == 0) {
+        return referenceWord(luma, 128, 128);
+    }
+    const size_t line = std::min(y / 2, chroma.rows * 32 - 1);
+    const uint8_t* plane = source + picture.luma().bytes();
+    return referenceWord(luma, plane[chroma.at(x / 2 * 2, line)], plane[chroma.at(x / 2 * 2 + 1, line)]);
+}
+
+size_t placeOf(const TiledPicture& picture, size_t x, size_t y, size_t stride) {
+    return y / 32 * 64 * picture.width + y % 32 * stride + 2 * x;
+}
+
+void expectAsReference(const TiledPicture& picture, size_t stride) {
+    SCOPED_TRACE(testing::Message() << picture.width << "x" << picture.height << " stride " << stride);
+    size_t size = 0;
+    for (size_t y = 0; y < picture.height; ++y) {
+        size = std::max(size, placeOf(picture, picture.width - 1, y, stride) + 2);
+    }
+    GuardedBuffer source(noise(picture.bytes()));
+    GuardedBuffer out(size);
+    Bytes expected(size, GuardedBuffer::kPattern);
+    for (size_t y = 0; y < picture.height; ++y) {
+        for (size_t x = 0; x < picture.width; ++x) {
+            const int word = referencePixel(picture, source.data(), x, y);
+            const size_t at = placeOf(picture, x, y, stride);
+            expected[at] = static_cast<uint8_t>(word % 256);
+            expected[at + 1] = static_cast<uint8_t>(word / 256);
+        }
+    }
+    convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
+                    source.data(), 0, out.data(), static_cast<unsigned>(stride));
+    EXPECT_TRUE(out.bytes() == expected);
+    EXPECT_TRUE(out.untouchedBefore());
+}
+
+const TiledPicture kPictures[] = {{2, 2},    {64, 32},   {66, 34},   {100, 70},   {128, 64},   {200, 96},
+                                  {258, 66}, {384, 160}, {640, 360}, {1280, 720}, {1920, 1080}};
+// The last lines of heights 65 and 129 have no chroma row of their own; a height of 1 has none at all.
+const TiledPicture kOddPictures[] = {{1, 1},    {1, 2},    {2, 1},     {1, 70},   {63, 31},
+                                     {128, 65}, {100, 65}, {129, 129}, {100, 97}, {65, 33}};
+
+TEST(TiledNv12, EveryPixelComesFromItsPlace) {
+    for (const TiledPicture& picture : kPictures) {
+        expectAsReference(picture, 2 * picture.width);
+    }
+    for (const TiledPicture& picture : kOddPictures) {
+        expectAsReference(picture, (2 * picture.width + 3) / 4 * 4);
+    }
+    // The stride holds within a row of tiles only: later rows write over earlier ones.
+    expectAsReference({100, 70}, 264);
+}
+
+TEST(TiledNv12, FrameSizeIsThatOfBothPlanes) {
+    EXPECT_EQ(TiledFrameSize(64, 32), 16384u);
+    EXPECT_EQ(TiledFrameSize(1280, 720), 1433600u);
+    for (const auto& pictures :
+         {std::vector<TiledPicture>(std::begin(kPictures), std::end(kPictures)),
+          std::vector<TiledPicture>(std::begin(kOddPictures), std::end(kOddPictures))}) {
+        for (const TiledPicture& picture : pictures) {
+            SCOPED_TRACE(testing::Message() << picture.width << "x" << picture.height);
+            const int width = static_cast<int>(picture.width);
+            const int height = static_cast<int>(picture.height);
+            EXPECT_EQ(TiledFrameSize(width, height), picture.bytes());
+            EXPECT_EQ(zem::tiledNv12Bytes(width, height), picture.bytes());
+        }
+    }
+    EXPECT_EQ(TiledFrameSize(0, 720) + TiledFrameSize(1280, 0), 0u);
+    EXPECT_EQ(zem::tiledNv12Bytes(0, 2) + zem::tiledNv12Bytes(2, -1) + zem::tiledNv12Bytes(INT_MIN, INT_MIN),
+              0u);
+    EXPECT_EQ(zem::tiledNv12Bytes(INT_MAX, INT_MAX), uint64_t{3} << 61);
+}
+
+TEST(TiledNv12, TilesLieInZigzagOrder) {
+    const unsigned expected[2][4] = {{0, 1, 6, 7}, {2, 3, 4, 5}};
+    for (unsigned y = 0; y < 2; ++y) {
+        for (unsigned x = 0; x < 4; ++x) {
+            EXPECT_EQ(nv12TileGetTiledMemBlockNum(x, y, 4, 2), expected[y][x]);
+        }
+    }
+    for (unsigned tilesX = 2; tilesX <= 30; tilesX += 2) {
+        for (unsigned rows = 1; rows <= 5; ++rows) {
+            for (unsigned i = 0; i < tilesX * rows; ++i) {
+                EXPECT_EQ(nv12TileGetTiledMemBlockNum(i % tilesX, i / tilesX, tilesX, rows),
+                          (TiledPlane{tilesX, rows}.tile(i % tilesX, i / tilesX)));
+            }
+        }
+    }
+}
+
+TEST(TiledNv12, EveryColourIsRightToTheLastBit) {
+    EXPECT_EQ(referenceWord(16, 128, 128), 0x0000);
+    EXPECT_EQ(referenceWord(235, 128, 128), 0xFFFF);
+    uint8_t luma[256], chroma[64], out[512];
+    for (int i = 0; i < 256; ++i) {
+        luma[i] = static_cast<uint8_t>(i);
+    }
+    int wrong = 0;
+    for (int pair = 0; pair < 65536; ++pair) {
+        for (int i = 0; i < 64; ++i) {
+            chroma[i] = static_cast<uint8_t>(i % 2 == 0 ? pair / 256 : pair % 256);
+        }
+        uint8_t* cursor = out;
+        for (int part = 0; part < 4; ++part) {
+            nv12TileComputeRGB(&cursor, chroma, luma + 64 * part, 64, 128);
+        }
+        for (int y = 0; y < 256; ++y) {
+            wrong += out[2 * y] + 256 * out[2 * y + 1] != referenceWord(y, pair / 256, pair % 256);
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(TiledNv12, LinesOfATileAreAStrideApart) {
+    const Bytes luma = noise(2048);
+    const Bytes chroma(1024, 128);
+    GuardedBuffer out(2 * 100 + 2 * 3);
+    uint8_t* cursor = out.data();
+    nv12TileTraverseBlock(&cursor, luma.data(), chroma.data(), 3, 3, 100);
+    EXPECT_EQ(cursor, out.data() + 300);
+    for (size_t line = 0; line < 3; ++line) {
+        const uint8_t* pixel = out.data() + 100 * line + 4;
+        EXPECT_EQ(pixel[0] + 256 * pixel[1], referenceWord(luma[64 * line + 2], 128, 128));
+        EXPECT_TRUE(line == 2 || pixel[2] == GuardedBuffer::kPattern);
+    }
+}
+
+TEST(TiledNv12, ABadStrideOrSizeLeavesTheDestinationAlone) {
+    const Bytes source(16384, 200);
+    Bytes out(64 * 64, 1);
+    for (unsigned stride : {126u, 130u, 124u, 0u, UINT_MAX, 129u}) {
+        zem::test::forgetLog();
+        convertNV12Tile(64, 32, source.data(), 0, out.data(), stride);
+        EXPECT_TRUE(zem::test::logged(6, "\n error dstSkip param in convertNV12")) << stride;
+    }
+    zem::test::forgetLog();
+    convertNV12Tile(0x80000000u, 2, source.data(), 0, out.data(), 0);  // twice the width is 0 in 32 bits
+    convertNV12Tile(1u << 20, 1u << 20, source.data(), 0, out.data(), 1u << 21);
+    EXPECT_EQ(zem::test::loggedLines().size(), 2u);
+    zem::test::forgetLog();
+    convertNV12Tile(0, 32, source.data(), 0, out.data(), 128);
+    convertNV12Tile(64, 0, source.data(), 0, out.data(), 128);
+    convertNV12Tile(64, 32, nullptr, 0, out.data(), 128);
+    convertNV12Tile(64, 32, source.data(), 0, nullptr, 128);
+    EXPECT_TRUE(zem::test::loggedLines().empty());
+    EXPECT_EQ(out, Bytes(64 * 64, 1));
+}
+
+}  // namespace
