@@ -117,6 +117,7 @@ TEST_F(EncodeDriver, TimestampsAdvanceByTheFrameAndWrap) {
 TEST_F(EncodeDriver, ComponentThatKeepsItsInputIsGivenUpAfterTheLimit) {
     ASSERT_EQ(init(32, 16), 1);
     exhaust();
+    zem::test::FakeClock clock(10);  // a limit well above the pauses between the posts
     std::atomic<bool> stop{false};
     std::thread otherCodec([&stop] {  // whose posts do not lengthen the limit
         while (!stop) {
