@@ -115,9 +115,9 @@ TEST_F(EncodeDriver, TimestampsAdvanceByTheFrameAndWrap) {
 }
 
 TEST_F(EncodeDriver, ComponentThatKeepsItsInputIsGivenUpAfterTheLimit) {
+    zem::test::FakeClock clock(10);  // a limit well above the pauses between the posts
     ASSERT_EQ(init(32, 16), 1);
     exhaust();
-    zem::test::FakeClock clock(10);  // a limit well above the pauses between the posts
     std::atomic<bool> stop{false};
     std::thread otherCodec([&stop] {  // whose posts do not lengthen the limit
         while (!stop) {
@@ -132,6 +132,8 @@ TEST_F(EncodeDriver, ComponentThatKeepsItsInputIsGivenUpAfterTheLimit) {
     mOmx->sendEmptied(mOmx->buffers(0)[0]);
     mOmx->waitDelivered();
     EXPECT_EQ(send(32, 16), 0) << "and taken again when it comes back";
+    omxt_encode_deinit(mHandle, true, false);  // the clock must outlive its threads
+    mHandle = nullptr;
 }
 
 // With its post; and without, since that may wake another codec's waiter instead.
