@@ -41,7 +41,9 @@ class OmxTeardown : public HostTest {
                 fclose(file);
             }
         }
-        closedir(tasks);
+        if (tasks != nullptr) {
+            closedir(tasks);
+        }
         return count;
     }
 };
