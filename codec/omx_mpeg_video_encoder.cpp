@@ -86,8 +86,14 @@ int omxMpegVideoEncoder::open(int format, int width, int height, int bitrate, in
     return result;
 }
 
-// The conversion goes too: one that an earlier open made may be for another size.
+// The conversion goes too: one that an earlier open made may be for another size. The gathered output
+// stays with a component that still runs and may be writing it.
 void omxMpegVideoEncoder::resetForOpen() {
+    if (mHandle == nullptr) {
+        delete[] mUserData->outputBuffer;
+        mUserData->outputBuffer = nullptr;
+        mUserData->outputCapacity = 0;
+    }
     gEncodeInCnt.store(kLoggedUnits);
     gEncodeOutCnt.store(kLoggedUnits);
     mUserData->width.store(0);

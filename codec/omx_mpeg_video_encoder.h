@@ -32,7 +32,8 @@ class omxMpegVideoEncoder final : public VideoEncoder, public omxCodecCommon {
     int open(int format, int width, int height, int bitrate, int frameRate, int gopAndRateControl,
              bool headerOnly);
     /// Names and starts the component; a null callback is GetEncodedData2. `outBuffer` (outCapacity
-    /// bytes, or null and 0) is where a handler gathers. 1 or 0.
+    /// bytes, or null and 0) is where a handler gathers; it becomes the record's when a component is
+    /// created (array new). 1 or 0.
     int omx_init(unsigned char* outBuffer, int outCapacity, OmxOutputCallback outputCallback);
 
     int encode(uint8_t* out, int outSize, const uint8_t* in, int inStride) override;

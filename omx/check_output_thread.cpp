@@ -2,14 +2,14 @@
 
 CheckOutputThread& g_OutputThreadArray = *new CheckOutputThread;
 
-int CheckOutputThread::add(int* serial) {
-    const int drawn = mSerial.fetch_add(1) + 1;
-    if (serial != nullptr) {
-        *serial = drawn;
+int CheckOutputThread::add(int* drawn) {
+    const int own = serial.fetch_add(1) + 1;
+    if (drawn != nullptr) {
+        *drawn = own;
     }
-    for (int slot = 0; slot < kCapacity; slot++) {
+    for (int slot = 0; slot < capacity; slot++) {
         int free = 0;
-        if (mSlots[slot].compare_exchange_strong(free, drawn)) {
+        if (slots[slot].compare_exchange_strong(free, own)) {
             return slot;
         }
     }
@@ -18,16 +18,16 @@ int CheckOutputThread::add(int* serial) {
 
 void CheckOutputThread::del(int slot) {
     if (inRange(slot)) {
-        mSlots[slot] = 0;
+        slots[slot] = 0;
     }
 }
 
-void CheckOutputThread::del(int slot, int serial) {
+void CheckOutputThread::del(int slot, int owner) {
     if (inRange(slot)) {
-        mSlots[slot].compare_exchange_strong(serial, 0);
+        slots[slot].compare_exchange_strong(owner, 0);
     }
 }
 
 int CheckOutputThread::getCount(int slot) const {
-    return inRange(slot) ? mSlots[slot].load() : 0;
+    return inRange(slot) ? slots[slot].load() : 0;
 }

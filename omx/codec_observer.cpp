@@ -67,6 +67,10 @@ void QcOmxCodecObserver::registerBuffers(const sp<IMemoryHeap>& heap) {
 }
 
 void QcOmxCodecObserver::setDelegate(QcOmxCodecObserverDelegate* delegate) {
+    if (delegate == nullptr) {
+        detachDelegate();
+        return;
+    }
     {
         std::lock_guard<std::mutex> lock(mMutex);
         mDelegate = delegate;

@@ -32,7 +32,8 @@ class QcOmxCodecObserver : public android::BnOMXObserver {
     /// Called on platforms whose observer interface has it, hence no `override`.
     virtual void registerBuffers(const android::sp<android::IMemoryHeap>& heap);
 
-    /// Directs messages to `delegate` (not owned) and hands it a reference to this observer.
+    /// Directs messages to `delegate` (not owned) and hands it a reference to this observer; null
+    /// detaches.
     void setDelegate(QcOmxCodecObserverDelegate* delegate);
     /// Ends delivery; on return no message is inside the delegate, save one that the calling thread
     /// itself is handling.

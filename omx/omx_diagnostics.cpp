@@ -35,9 +35,10 @@ constexpr unsigned int kRowBytes = 16;
 void hexdumpRow(const unsigned char* bytes, unsigned int offset, unsigned int count) {
     char hex[kRowBytes * 4 + 1] = "";
     char text[kRowBytes + 1] = "";
+    char* column = hex;
     for (unsigned int i = 0; i < count; i++) {
         const unsigned char byte = bytes[offset + i];
-        snprintf(hex + i * 4, 5, " %02x ", byte);
+        column += snprintf(column, 5, " %02x ", byte);
         text[i] = byte >= 0x20 && byte <= 0x7E ? static_cast<char>(byte) : '.';
     }
     LOGD("%04x: %-64s %s", offset, hex, text);

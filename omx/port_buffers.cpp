@@ -8,7 +8,6 @@
 #include "omx/qcom_omx_interface.h"
 #include "omx/result_codes.h"
 
-using android::IMemory;
 using android::IOMX;
 using android::MemoryDealer;
 using android::sp;

@@ -26,7 +26,7 @@ class Semaphore {
     }
 
   private:
-    sem_t mSemaphore;
+    sem_t mSemaphore{};
 };
 
 }  // namespace zem

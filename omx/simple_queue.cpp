@@ -2,52 +2,48 @@
 
 SimpleNode::~SimpleNode() {
     // Unlinks one node at a time: a chain of any length must not recurse once a link.
-    while (mNext != nullptr) {
-        SimpleNode* next = mNext;
-        mNext = next->mNext;
-        next->mNext = nullptr;
-        delete next;
+    while (next != nullptr) {
+        SimpleNode* node = next;
+        next = node->next;
+        node->next = nullptr;
+        delete node;
     }
-}
-
-SimpleQueue::SimpleQueue() {
-    pthread_mutex_init(&mMutex, nullptr);
 }
 
 SimpleQueue::~SimpleQueue() {
-    delete mHead;
-    pthread_mutex_destroy(&mMutex);
+    delete head;
+    pthread_mutex_destroy(&mutex);
 }
 
-void SimpleQueue::add(void* data) {
-    auto* node = new SimpleNode(data);
-    if (mTail == nullptr) {
-        mHead = node;
+void SimpleQueue::add(void* item) {
+    auto* node = new SimpleNode(item);
+    if (tail == nullptr) {
+        head = node;
     } else {
-        mTail->setNext(node);
+        tail->setNext(node);
     }
-    mTail = node;
+    tail = node;
 }
 
 void* SimpleQueue::dequeue() {
-    if (mHead == nullptr) {
+    if (head == nullptr) {
         return nullptr;
     }
-    SimpleNode* node = mHead;
-    void* data = node->getData();
-    mHead = node->getNext();
-    if (mHead == nullptr) {
-        mTail = nullptr;
+    SimpleNode* node = head;
+    void* item = node->getData();
+    head = node->getNext();
+    if (head == nullptr) {
+        tail = nullptr;
     }
     node->setNext(nullptr);
     delete node;
-    return data;
+    return item;
 }
 
 void SimpleQueue::lock() {
-    pthread_mutex_lock(&mMutex);
+    pthread_mutex_lock(&mutex);
 }
 
 void SimpleQueue::unlock() {
-    pthread_mutex_unlock(&mMutex);
+    pthread_mutex_unlock(&mutex);
 }

@@ -6,19 +6,19 @@
 /// One link of a queue. Owns the links after it, never the data.
 class SimpleNode {
   public:
-    explicit SimpleNode(void* data) : mData(data) {}
+    explicit SimpleNode(void* item) : data(item) {}
     /// Deletes the whole chain behind this node.
     ~SimpleNode();
     SimpleNode(const SimpleNode&) = delete;
     SimpleNode& operator=(const SimpleNode&) = delete;
 
-    void* getData() const { return mData; }
-    SimpleNode* getNext() const { return mNext; }
-    void setNext(SimpleNode* next) { mNext = next; }
+    void* getData() const { return data; }
+    SimpleNode* getNext() const { return next; }
+    void setNext(SimpleNode* node) { next = node; }
 
   private:
-    void* mData;
-    SimpleNode* mNext = nullptr;  // owned
+    void* data;
+    SimpleNode* next = nullptr;  // owned
 };
 
 /// Neither add() nor dequeue() locks: whoever shares the queue brackets them with lock() and
@@ -26,19 +26,19 @@ class SimpleNode {
 /// at destruction are forgotten, not freed.
 class SimpleQueue {
   public:
-    SimpleQueue();
+    SimpleQueue() = default;
     ~SimpleQueue();
     SimpleQueue(const SimpleQueue&) = delete;
     SimpleQueue& operator=(const SimpleQueue&) = delete;
 
-    void add(void* data);
+    void add(void* item);
     /// The oldest pointer, or null when the queue is empty.
     void* dequeue();
     void lock();
     void unlock();
 
   private:
-    SimpleNode* mHead = nullptr;  // owned; guarded by mMutex once the queue is shared
-    SimpleNode* mTail = nullptr;  // the last node of mHead's chain; guarded likewise
-    pthread_mutex_t mMutex;
+    SimpleNode* head = nullptr;  // owned; guarded by mutex once the queue is shared
+    SimpleNode* tail = nullptr;  // the last node of head's chain; guarded likewise
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };

@@ -12,6 +12,7 @@
 #include "tests/codec/recorded_hand_off.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/faulty_omx.h"
+#include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
 
@@ -54,19 +55,19 @@ class VideoEncoderTest : public testing::Test {
     }
     int encode(const std::vector<uint8_t>& pixels, int stride) {
         uint8_t out = 0x5A;
-        const int result = mEncoder->encode(&out, 1, pixels.data(), stride);
+        GuardedBuffer picture(pixels);
+        const int result = mEncoder->encode(&out, 1, pixels.empty() ? nullptr : picture.data(), stride);
         EXPECT_EQ(out, 0x5A) << "the caller's buffer is not the encoder's";
         return result;
     }
     int encode() { return encode(uniformPixels(32 * 16), 32); }
-    /// Every frame brings an output of this text and its number.
+    /// Every frame brings an output of this text and its number, the end of the stream "tail".
     void answerWith(const std::string& text) {
         auto* const omx = mOmx.get();  // not a reference: the handler is part of it
         omx->setInputHandler([omx, text, number = std::make_shared<int>(0)](const SentInput& input) {
-            if ((input.flags & OMX_BUFFERFLAG_EOS) == 0) {
-                const std::string unit = text + std::to_string((*number)++);
-                omx->queueOutput({unit.begin(), unit.end()});
-            }
+            const bool ends = (input.flags & OMX_BUFFERFLAG_EOS) != 0;
+            const std::string unit = ends ? "tail" : text + std::to_string((*number)++);
+            omx->queueOutput({unit.begin(), unit.end()});
         });
     }
     void waitForUnits(size_t count) {

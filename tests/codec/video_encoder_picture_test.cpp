@@ -96,7 +96,7 @@ TEST_F(VideoEncoderPicture, Strides) {
     EXPECT_EQ(loggedCount("is refused"), 2);
 }
 
-// The heap blocks end where the pictures end: a sanitizer sees a byte too many.
+// The pictures end at a page that must not be read.
 TEST_F(VideoEncoderPicture, OddSizesStayInsideThePicture) {
     struct Size {
         int width, height, padding;

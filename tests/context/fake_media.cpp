@@ -196,7 +196,7 @@ int omxMpegVideoEncoder::open(int format, int width, int height, int bitrate, in
 }
 
 int omxMpegVideoEncoder::encode(uint8_t* out, int outSize, const uint8_t* in, int inStride) {
-    ++fakeEncoder().inEncode;
+    fakeEncoder().overlappingCalls += fakeEncoder().inEncode++ != 0 ? 1 : 0;
     const int size = mSkipConversion ? mWidth * mHeight * 3 / 2 : 4 * inStride * mHeight;
     static_cast<void>(std::vector<uint8_t>(in, in + size));  // reads what the real one reads
     {

@@ -52,6 +52,7 @@ struct FakeEncoder {
     std::vector<bool> closeTypes;
     std::atomic<int> living{0};
     std::atomic<int> inEncode{0};
+    std::atomic<int> overlappingCalls{0};     // encode() entered with another call inside
     std::atomic<int> endedWhileEncoding{0};   // destroyed with a call inside
     std::atomic<int> endedByOutputThread{0};  // destroyed by the thread it has to join
     std::atomic<int> queries{0};              // IsOpen()

@@ -1,6 +1,7 @@
 // Proves the library's outer boundary: exactly 41 methods on five classes, each reaching its own operation
 // with its arguments in order. Catches a misspelt or mistyped row, two rows with each other's function,
-// the two opens with each other's argument order, and a load that goes on without an environment.
+// the two opens with each other's argument order, a load that goes on without an environment, and a buffer
+// or size from Java that is trusted.
 #include <gmock/gmock.h>
 
 #include "context/kiv_context.h"

@@ -5,8 +5,10 @@
 
 #include "omx/check_output_thread.h"
 #include "omx/omx_compat.h"
+#include "omx/qcom_omx_interface.h"
 #include "omx/record_queue.h"
 #include "omx/result_codes.h"
+#include "tests/support/log_capture.h"
 
 namespace {
 
@@ -96,6 +98,24 @@ TEST(ResultTexts, OddOnes) {
     for (const int unknown : {32, -1, 34, 1 << 30}) {
         EXPECT_STREQ("Could not define result\n", resultDescription(unknown));
     }
+}
+
+TEST(Diagnostics, RowsOfSixteenAndARest) {
+    uint8_t bytes[18];
+    for (uint8_t i = 0; i < 18; i++) {
+        bytes[i] = static_cast<uint8_t>(0x7D + i);
+    }
+    bytes[17] = ' ';
+    zem::test::forgetLog();
+    hexdump(bytes, 0);
+    EXPECT_TRUE(zem::test::loggedLines().empty());
+    hexdump(bytes, 18);
+    EXPECT_TRUE(zem::test::logged(
+        3, "0000:  7d  7e  7f  80  81  82  83  84  85  86  87  88  89  8a  8b  8c  }~.............."));
+    EXPECT_TRUE(zem::test::logged(3, "0010:  8d  20 " + std::string(56, ' ') + " . "));
+    EXPECT_STREQ("OMX_EventPortSettingsChanged", printOmxEventType(OMX_EventPortSettingsChanged));
+    EXPECT_STREQ("OMX_EventMax", printOmxEventType(OMX_EventMax));
+    EXPECT_STREQ("unknown", printOmxEventType(static_cast<OMX_EVENTTYPE>(9)));
 }
 
 }  // namespace

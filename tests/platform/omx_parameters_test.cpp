@@ -63,8 +63,7 @@ TEST_F(OmxParameters, OnlyTheByteCountThePortAndTheIndexDecide) {
     };
     for (const Row& row : rows) {
         for (const int shift : {0, 1}) {  // a caller's structure may lie at any address
-            SCOPED_TRACE(testing::Message()
-                         << std::hex << row.index << " size " << row.size << " port " << row.port);
+            SCOPED_TRACE(testing::Message() << row.index << " size " << row.size << " port " << row.port);
             memset(raw, 0, sizeof raw);  // nSize and nVersion stay unfilled
             memcpy(raw + shift + 8, &row.port, sizeof row.port);
             EXPECT_EQ(row.fine, omx->getParameter(node, row.index, raw + shift, row.size) == OK);

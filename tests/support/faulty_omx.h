@@ -245,7 +245,7 @@ class FaultyOmx final : public android::BnOMX {
     std::mutex mMutex;
     MessageFilter mFilter;                             // guarded by mMutex
     android::sp<android::IOMXObserver> mLastObserver;  // guarded by mMutex
-    const sp_omx mInner;  // last member, first to go: no message comes after it
+    const sp_omx mInner;                               // last member, first to go: no message comes after it
 };
 
 /// Puts `omx` behind the service "media.player" of this process.

@@ -64,7 +64,7 @@ status_t BnMemory::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
 void* IMemory::pointer() const {
     ssize_t place = 0;
     const sp<IMemoryHeap> heap = getMemory(&place);
-    if (heap == NULL || heap->getBase() == MAP_FAILED) {
+    if (heap == nullptr || heap->getBase() == MAP_FAILED) {
         return nullptr;
     }
     return static_cast<char*>(heap->getBase()) + place;

@@ -22,7 +22,7 @@ class ServiceDirectory final : public BnInterface<IServiceManager> {
     sp<IBinder> getService(const String16& name) const override {
         for (int left = kTries; left > 0; --left) {
             const sp<IBinder> service = checkService(name);
-            if (service != NULL) {
+            if (service != nullptr) {
                 return service;
             }
             if (left > 1) {
@@ -48,7 +48,7 @@ class ServiceDirectory final : public BnInterface<IServiceManager> {
     }
 
     status_t addService(const String16& name, const sp<IBinder>& service, bool /*allowIsolated*/) override {
-        if (name.size() == 0 || service == NULL) {
+        if (name.size() == 0 || service == nullptr) {
             return BAD_VALUE;
         }
         sp<IBinder> old;  // goes after the lock: its destructor may free nodes

@@ -111,6 +111,9 @@ bool H264Encoder::applyOptions(const H264Settings& settings) {
     context.width = static_cast<int>(settings.width);
     context.height = static_cast<int>(settings.height);
     context.pix_fmt = mLayout.interleaved() ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
+    // The engine's converters give full-range BT.601; unsaid, players take HD pictures for narrow BT.709.
+    context.color_range = AVCOL_RANGE_JPEG;
+    context.colorspace = AVCOL_SPC_SMPTE170M;
     context.framerate = av_make_q(static_cast<int>(settings.frameRateQ16), 1 << 16);
     context.time_base = av_inv_q(context.framerate);
     context.gop_size = static_cast<int>(std::clamp(settings.keyInterval, 1u, kLongestKeyInterval));

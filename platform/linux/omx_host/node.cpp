@@ -41,7 +41,7 @@ class Params {
     }
 
   private:
-    alignas(std::max_align_t) uint8_t mBytes[1024];  // the largest structure in use has 136
+    alignas(std::max_align_t) uint8_t mBytes[1024] = {};  // the largest structure in use has 136
     const size_t mSize;
 };
 

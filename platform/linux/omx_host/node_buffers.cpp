@@ -19,7 +19,7 @@ namespace {
 uint8_t* bytesOf(const android::sp<android::IMemory>& memory, size_t* size) {
     ssize_t offset = 0;
     const android::sp<android::IMemoryHeap> heap = memory->getMemory(&offset, size);
-    if (heap == NULL || memory->pointer() == nullptr || offset < 0) {
+    if (heap == nullptr || memory->pointer() == nullptr || offset < 0) {
         return nullptr;
     }
     const size_t start = static_cast<size_t>(offset);
@@ -48,7 +48,7 @@ status_t Node::adopt(OMX_U32 index, const BufferRef& buffer, buffer_id* id) {
 }
 
 status_t Node::useBuffer(OMX_U32 port, const android::sp<android::IMemory>& memory, buffer_id* id) {
-    if (port >= kPortCount || memory == NULL || id == nullptr) {
+    if (port >= kPortCount || memory == nullptr || id == nullptr) {
         return BAD_VALUE;
     }
     auto buffer = std::make_shared<NodeBuffer>();

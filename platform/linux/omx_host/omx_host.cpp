@@ -46,7 +46,7 @@ class OmxHost final : public android::BnOMX {
 
     status_t allocateNode(const char* name, const sp<android::IOMXObserver>& observer,
                           node_id* node) override {
-        if (name == nullptr || observer == NULL || node == nullptr) {
+        if (name == nullptr || observer == nullptr || node == nullptr) {
             return BAD_VALUE;
         }
         *node = 0;

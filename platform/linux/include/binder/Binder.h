@@ -14,10 +14,10 @@ class BBinder : public IBinder {
     const String16& getInterfaceDescriptor() const override;
     bool isBinderAlive() const override;
     /// INVALID_OPERATION: an object of one's own process does not die before its references.
-    status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = NULL,
+    status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = nullptr,
                          uint32_t flags = 0) override;
-    status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = NULL, uint32_t flags = 0,
-                           wp<DeathRecipient>* out = NULL) override;
+    status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = nullptr, uint32_t flags = 0,
+                           wp<DeathRecipient>* out = nullptr) override;
 
   protected:
     ~BBinder() override;

@@ -21,10 +21,10 @@ class IBinder : public virtual RefBase {
         virtual void binderDied(const wp<IBinder>& who) = 0;
     };
 
-    virtual status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = NULL,
+    virtual status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = nullptr,
                                  uint32_t flags = 0) = 0;
-    virtual status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = NULL,
-                                   uint32_t flags = 0, wp<DeathRecipient>* out = NULL) = 0;
+    virtual status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = nullptr,
+                                   uint32_t flags = 0, wp<DeathRecipient>* out = nullptr) = 0;
 
   protected:
     ~IBinder() override = default;

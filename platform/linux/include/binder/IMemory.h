@@ -34,7 +34,7 @@ class IMemory : public IInterface {
     DECLARE_META_INTERFACE(Memory)
 
     /// The heap of this block; its place there and its size in bytes go to `offset` and `size`.
-    virtual sp<IMemoryHeap> getMemory(ssize_t* offset = 0, size_t* size = 0) const = 0;
+    virtual sp<IMemoryHeap> getMemory(ssize_t* offset = nullptr, size_t* size = nullptr) const = 0;
 
     /// 0 when the heap could not be mapped. Valid while the block is referenced.
     void* pointer() const;

@@ -24,7 +24,7 @@ sp<IServiceManager> defaultServiceManager();
 template <typename I>
 status_t getService(const String16& name, sp<I>* out) {
     *out = interface_cast<I>(defaultServiceManager()->getService(name));
-    return *out != NULL ? NO_ERROR : NAME_NOT_FOUND;
+    return *out != nullptr ? NO_ERROR : NAME_NOT_FOUND;
 }
 
 }  // namespace android

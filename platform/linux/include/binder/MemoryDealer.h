@@ -14,7 +14,7 @@ namespace android {
 class MemoryDealer : public RefBase {
   public:
     /// `size` in bytes is rounded up to whole pages; `name` is for the kernel's listings.
-    MemoryDealer(size_t size, const char* name = 0, uint32_t flags = 0);
+    MemoryDealer(size_t size, const char* name = nullptr, uint32_t flags = 0);
 
     /// Null when no gap is large enough, and for a size of 0. The block is freed with its last reference.
     virtual sp<IMemory> allocate(size_t size);

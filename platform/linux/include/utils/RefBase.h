@@ -64,17 +64,8 @@ class RefCounts {
 /// An object that deletes itself with its last strong reference. Count from any thread.
 class RefBase {
   public:
-    void incStrong(const void* /*id*/) const {
-        if (mCounts->incStrong()) {
-            const_cast<RefBase*>(this)->onFirstRef();
-        }
-    }
-    void decStrong(const void* id) const {
-        if (mCounts->decStrong()) {
-            const_cast<RefBase*>(this)->onLastStrongRef(id);
-            delete this;
-        }
-    }
+    void incStrong(const void* id) const;
+    void decStrong(const void* id) const;
     int32_t getStrongCount() const { return mCounts->strong(); }
 
     RefBase(const RefBase&) = delete;
@@ -98,7 +89,7 @@ class RefBase {
 template <typename T>
 class wp {
   public:
-    wp() : m_ptr(nullptr), m_counts(nullptr) {}
+    wp() = default;
     wp(T* other) { adopt(other); }                  // NOLINT(google-explicit-constructor)
     wp(const sp<T>& other) { adopt(other.m_ptr); }  // NOLINT(google-explicit-constructor)
     wp(const wp<T>& other) : m_ptr(other.m_ptr), m_counts(other.m_counts) { acquire(); }
@@ -183,8 +174,8 @@ class wp {
         other.m_counts = counts;
     }
 
-    T* m_ptr;                     // may point to an object that has gone: only promote() may use it
-    detail::RefCounts* m_counts;  // null with m_ptr
+    T* m_ptr = nullptr;                     // may point to an object that has gone: only promote() may use it
+    detail::RefCounts* m_counts = nullptr;  // null with m_ptr
 };
 
 #undef ZEM_COMPARE_REFERENCES

@@ -34,7 +34,11 @@ public final class CloseUnderLoadTest {
             while (!stop.get()) {
                 // Also through the bare native method, as an application that forgets to serialise would.
                 int result = round < ROUNDS / 2 ? channel.capture() : channel.captureScreen(true);
-                captured.addAndGet(result == 0 ? 1 : 0);
+                if (result == 0) {
+                    captured.incrementAndGet();
+                } else {
+                    Screen.pause(5); // closed, or about to be
+                }
             }
         }, "capturer");
         Thread consumer = new Thread(() -> consume(channel, stop), "consumer");
