@@ -102,6 +102,12 @@ void writeReference(const Kind& kind, const Bgr& colour, uint8_t* pixel) {
     }
 }
 
+uint32_t pixelAt(const Kind& kind, const uint8_t* pixel) {
+    uint32_t value = 0;
+    kind.is565 ? memcpy(&value, pixel, 2) : memcpy(&value, pixel, 4);
+    return value;
+}
+
 // --- Every colour: one picture for each Cr, a row pair for each Cb, four lumas a block
 
 constexpr int kWidth = 128;
@@ -115,7 +121,8 @@ Bytes everyLuma() {
     return y;
 }
 
-int wrongPixels(const Kind& kind, ColorConverter& converter, const Bytes& y, int cr, const Bgr* expected) {
+int wrongPixels(const Kind& kind, ColorConverter& converter, const Bytes& y, int cr,
+                const uint32_t* expected) {
     Bytes crPlane(y.size() / 4, static_cast<uint8_t>(cr));
     Bytes cbPlane(y.size() / 4);
     Bytes pairs(y.size() / 2, static_cast<uint8_t>(cr));
@@ -132,28 +139,32 @@ int wrongPixels(const Kind& kind, ColorConverter& converter, const Bytes& y, int
     uint8_t* dst = out.data();
     converter.convert(&dst, &rowBytes, source, stride);
     int wrong = 0;
-    for (size_t i = 0; i < y.size(); ++i) {
-        uint8_t pixel[4];
-        writeReference(kind, expected[i], pixel);
+    for (size_t i = 0; i < size_t{kWidth} * kHeight; ++i) {
         const size_t at = kind.at(i % kWidth, i / kWidth, kWidth, kHeight, static_cast<size_t>(rowBytes));
-        wrong += memcmp(&out[at], pixel, pixelBytes) != 0;
+        wrong += pixelAt(kind, dst + at) != expected[i];
     }
     return wrong;
 }
 
 TEST(YuvToRgb, EveryColourIsRightToTheLastBit) {
     const Bytes y = everyLuma();
-    std::vector<Bgr> expected(y.size());
+    std::vector<uint32_t> expected[2];  // pixels of 32 bits, of 16 bits
     std::unique_ptr<ColorConverter> converters[4];
     for (size_t k = 0; k < 4; ++k) {
         converters[k] = kKinds[k].create(kWidth, kHeight);
     }
     for (int cr = 0; cr < 256; ++cr) {
-        for (size_t i = 0; i < y.size(); ++i) {
-            expected[i] = referenceColour(y[i], static_cast<int>(i / kWidth / 2), cr);
+        for (size_t k = 0; k < 2; ++k) {
+            expected[k].clear();
+            for (int i = 0; i < kWidth * kHeight; ++i) {
+                uint8_t pixel[4];
+                writeReference(kKinds[k], referenceColour(i % 256, i / kWidth / 2, cr), pixel);
+                expected[k].push_back(pixelAt(kKinds[k], pixel));
+            }
         }
         for (size_t k = 0; k < 4; ++k) {
-            ASSERT_EQ(wrongPixels(kKinds[k], *converters[k], y, cr, expected.data()), 0)
+            const uint32_t* pixels = expected[kKinds[k].is565].data();
+            ASSERT_EQ(wrongPixels(kKinds[k], *converters[k], y, cr, pixels), 0)
                 << kKinds[k].name << " cr " << cr;
         }
     }
