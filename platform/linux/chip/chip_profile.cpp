@@ -131,4 +131,8 @@ EncoderInput encoderInputOf(const ChipProfile& profile, const ChipComponent& com
     return component.hardware ? profile.encoderInput : EncoderInput::I420;
 }
 
+DecoderOutput decoderOutputOf(const ChipProfile& profile, const ChipComponent& component) {
+    return component.hardware ? profile.decoderOutput : DecoderOutput::I420;
+}
+
 }  // namespace zem

@@ -58,4 +58,7 @@ bool setChipProfile(const char* name);
 /// The input layout that `component` takes on `profile`.
 EncoderInput encoderInputOf(const ChipProfile& profile, const ChipComponent& component);
 
+/// The output layout that `component` gives on `profile`.
+DecoderOutput decoderOutputOf(const ChipProfile& profile, const ChipComponent& component);
+
 }  // namespace zem

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "base/log.h"
+#include "platform/linux/codecs/parameter_fields.h"
 
 namespace zem {
 namespace {
@@ -25,13 +26,6 @@ constexpr OMX_U32 kBufferCount = 4;
 // Slices below this would be nothing but headers.
 constexpr OMX_U32 kMinNalSize = 256;
 
-// Extension indices of the Qualcomm components: picture order and input frame packing, and the sizes of their
-// structures.
-constexpr OMX_U32 kQcomPictureOrder = 0x7F000010;
-constexpr size_t kQcomPictureOrderSize = 16;
-constexpr OMX_U32 kQcomFramePacking = 0x7F000002;
-constexpr size_t kQcomFramePackingSize = 24;
-
 struct NamedProfile {
     H264Profile profile;
     OMX_VIDEO_AVCPROFILETYPE value;
@@ -39,30 +33,6 @@ struct NamedProfile {
 constexpr NamedProfile kProfiles[] = {{H264Profile::Baseline, OMX_VIDEO_AVCProfileBaseline},
                                       {H264Profile::Main, OMX_VIDEO_AVCProfileMain},
                                       {H264Profile::High, OMX_VIDEO_AVCProfileHigh}};
-
-// An enumeration field as the word that the client wrote, which need not be a value of the enumeration.
-template <typename E>
-OMX_U32 wordOf(const E& field) {
-    static_assert(sizeof(E) == sizeof(OMX_U32), "not a word");
-    OMX_U32 word = 0;
-    memcpy(&word, &field, sizeof(word));
-    return word;
-}
-
-// `params` as a T of the output port, or null.
-template <typename T, typename V>
-auto ofOutputPort(V* params, size_t size) {
-    auto* fields = structOf<T>(params, size);
-    return fields != nullptr && fields->nPortIndex == kOutputPort ? fields : nullptr;
-}
-
-template <typename T>
-void fillHeader(T* fields, OMX_U32 port) {
-    fields->nSize = sizeof(T);
-    fields->nVersion.nVersion = 0;
-    fields->nVersion.s.nVersionMajor = 1;
-    fields->nPortIndex = port;
-}
 
 const NamedProfile* profileOf(OMX_U32 value) {
     for (const NamedProfile& profile : kProfiles) {

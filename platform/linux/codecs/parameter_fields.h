@@ -1,0 +1,42 @@
+// What components' parameter structures have in common, and how they are read and filled.
+#pragma once
+
+#include <cstring>
+
+#include "platform/linux/omx_host/component.h"
+
+namespace zem {
+
+// Extension indices of the Qualcomm components: picture order and input frame packing, and the sizes of their
+// structures.
+constexpr OMX_U32 kQcomPictureOrder = 0x7F000010;
+constexpr size_t kQcomPictureOrderSize = 16;
+constexpr OMX_U32 kQcomFramePacking = 0x7F000002;
+constexpr size_t kQcomFramePackingSize = 24;
+
+/// An enumeration field as the word that the client wrote, which need not be a value of the enumeration.
+template <typename E>
+OMX_U32 wordOf(const E& field) {
+    static_assert(sizeof(E) == sizeof(OMX_U32), "not a word");
+    OMX_U32 word = 0;
+    memcpy(&word, &field, sizeof(word));
+    return word;
+}
+
+/// `params` as a T of the output port, or null.
+template <typename T, typename V>
+auto ofOutputPort(V* params, size_t size) {
+    auto* fields = structOf<T>(params, size);
+    return fields != nullptr && fields->nPortIndex == kOutputPort ? fields : nullptr;
+}
+
+/// Fills what every structure begins with.
+template <typename T>
+void fillHeader(T* fields, OMX_U32 port) {
+    fields->nSize = sizeof(T);
+    fields->nVersion.nVersion = 0;
+    fields->nVersion.s.nVersionMajor = 1;
+    fields->nPortIndex = port;
+}
+
+}  // namespace zem
