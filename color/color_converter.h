@@ -14,6 +14,7 @@ class ColorConverter {
 
     /// Converts one frame from the planes `src` into the planes `dst`; always returns 0. The strides
     /// are bytes a row, one a plane; each class says which of them it looks at. Sizes are the
-    /// caller's business: color/walk_size.h tells how far the RGB readers go.
+    /// caller's business: color/walk_size.h tells how far the RGB readers go, color/picture_size.h what
+    /// the YUV readers need.
     virtual int convert(uint8_t** dst, int* dstStride, const uint8_t* const* src, int* srcStride) = 0;
 };

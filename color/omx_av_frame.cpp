@@ -92,7 +92,7 @@ OmxAVFrame* alloc_picture_yuv420(int width, int height) {
 
 OmxAVFrame* alloc_picture_rgb(int width, int height) {
     const int64_t row = 2 * static_cast<int64_t>(width);
-    // Converters to RGB write whole pairs of rows.
+    // Room for whole pairs of rows, the unit in which frames are converted.
     const uint64_t written = width < 1 ? 0 : static_cast<uint64_t>(row) * 2 * zem::walkPasses(height);
     const Layout layout = {{row, 2 * pixelsOf(width, height), written}, {}, {}, {}};
     return allocatePicture(width, height, layout);

@@ -17,8 +17,7 @@ unsigned rowsOfTiles(unsigned lines) {
     return lines == 0 ? 0 : (lines - 1) / zem::kTileLines + 1;
 }
 
-// Decoders start the chroma plane at a multiple of 8192, but only when bit 12 of the luma plane's size is
-// set: 2048 and 10240 stay as they are.
+// Decoders give each plane whole units of 8192 bytes. The grid is even, so that only bit 12 can stand over.
 uint64_t tiledPlaneBytes(unsigned tilesX, unsigned rows) {
     constexpr uint64_t kRoundsUp = 4096;
     constexpr uint64_t kUnit = 8192;

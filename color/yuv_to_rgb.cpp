@@ -6,7 +6,9 @@
 
 namespace {
 
-constexpr int kZeroOfRange = 256;      // rangeTable's entry for 0
+constexpr int kZeroOfRange = 256;      // rangeTable entry for 0
+constexpr int kRangeEnd = 896;         // behind the entry for 639
+constexpr int kSecondZero = 1280;      // where the values rise from 0 again
 constexpr int kHalf = 1 << 15;         // 0.5 with 16 fraction bits
 constexpr ptrdiff_t kBgr32Bytes = 4;   // a pixel
 constexpr ptrdiff_t kRgb565Bytes = 2;  // a pixel
@@ -56,9 +58,9 @@ Yuv420ToBgr32::~Yuv420ToBgr32() {
 void Yuv420ToBgr32::init_table() {
     rangeLimit = rangeTable + kZeroOfRange;
     for (int i = 0; i < static_cast<int>(sizeof(rangeTable)); ++i) {
-        // Behind the run of 255 the table starts again, as if the index were a byte that wrapped.
-        rangeTable[i] =
-            static_cast<uint8_t>(i < 1024 ? std::clamp(i - kZeroOfRange, 0, 255) : std::max(i - 1280, 0));
+        // Behind the run of 255 the table starts again, as for an index of one byte that wrapped.
+        const int value = i < kRangeEnd ? i - kZeroOfRange : i - kSecondZero;
+        rangeTable[i] = static_cast<uint8_t>(std::clamp(value, 0, 255));
     }
     // BT.601, full range: 1.402, 1.772, -0.71414, -0.34414, times 65536.
     for (int c = 0; c < 256; ++c) {

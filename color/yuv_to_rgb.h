@@ -37,14 +37,14 @@ class Yuv420ToBgr32 : public ColorConverter {
     /// A frame of this size with these tables; planes and strides are still to be filled in.
     zem::YuvToRgbFrame describe() const;
 
-    int32_t height;            // rows
-    int32_t width;             // pixels a row
-    uint8_t* rangeLimit;       // entry 256 of rangeTable: clamps -256..639 to 0..255
-    uint8_t rangeTable[1408];  // 256 x 0, 0..255, 384 x 255, 384 x 0, 0..127
-    int32_t crR[256];          // added to luma for red
-    int32_t cbB[256];          // added to luma for blue
-    int32_t crG[256];          // Cr's share of green, 16 fraction bits
-    int32_t cbG[256];          // Cb's share of green, 16 fraction bits, with the rounding half
+    int32_t height;                 // rows
+    int32_t width;                  // pixels a row
+    uint8_t* rangeLimit = nullptr;  // entry 256 of rangeTable: clamps -256..639 to 0..255
+    uint8_t rangeTable[1408] = {};  // 256 x 0, 0..255, 384 x 255, 384 x 0, 0..127
+    int32_t crR[256] = {};          // added to luma for red
+    int32_t cbB[256] = {};          // added to luma for blue
+    int32_t crG[256] = {};          // Cr's share of green, 16 fraction bits
+    int32_t cbG[256] = {};          // Cb's share of green, 16 fraction bits, with the rounding half
 };
 
 /// Planes Y, Cr, Cb (`src[0..2]`) to RGB565, rows `dstStride[0]` bytes apart. The chroma strides are

@@ -61,7 +61,7 @@ template <bool kIs565, int kChromaStep>
 void convertFrame(const zem::YuvToRgbFrame& frame) {
     for (int pass = 0; pass <= (frame.height - 1) / 2; ++pass) {
         RowPair pair{};
-        pair.y = frame.y + 2 * pass * frame.yStride;
+        pair.y = frame.y + ptrdiff_t{2} * pass * frame.yStride;
         pair.cb = frame.cb + pass * frame.cbStride;
         pair.cr = frame.cr + pass * frame.crStride;
         pair.out = frame.target.start + pass * frame.target.nextPair;

@@ -50,6 +50,7 @@ TEST(TileClip, MayBeDroppedWhileOthersConvert) {
     std::atomic<int> converting{3};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < 200; ++round) {

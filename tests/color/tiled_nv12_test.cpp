@@ -168,11 +168,11 @@ TEST(TiledNv12, EveryColourIsRightToTheLastBit) {
             chroma[i] = static_cast<uint8_t>(i % 2 == 0 ? pair / 256 : pair % 256);
         }
         uint8_t* cursor = out;
-        for (int part = 0; part < 4; ++part) {
+        for (size_t part = 0; part < 4; ++part) {
             nv12TileComputeRGB(&cursor, chroma, luma + 64 * part, 64, 128);
         }
-        for (int y = 0; y < 256; ++y) {
-            wrong += out[2 * y] + 256 * out[2 * y + 1] != referenceWord(y, pair / 256, pair % 256);
+        for (size_t y = 0; y < 256; ++y) {
+            wrong += out[2 * y] + 256 * out[2 * y + 1] != referenceWord(luma[y], pair / 256, pair % 256);
         }
     }
     EXPECT_EQ(wrong, 0);
@@ -194,23 +194,24 @@ TEST(TiledNv12, LinesOfATileAreAStrideApart) {
 
 TEST(TiledNv12, ABadStrideOrSizeLeavesTheDestinationAlone) {
     const Bytes source(16384, 200);
-    Bytes out(64 * 64, 1);
-    for (unsigned stride : {126u, 130u, 124u, 0u, UINT_MAX, 129u}) {
+    Bytes out(4096, 1);
+    const unsigned refused[][2] = {{64, 126}, {64, 130}, {64, 124},       {64, 0}, {64, UINT_MAX},
+                                   {64, 129}, {1, 2},    {0x80000000u, 0}};  // 2 * width wraps
+    for (const auto& [width, stride] : refused) {
         zem::test::forgetLog();
-        convertNV12Tile(64, 32, source.data(), 0, out.data(), stride);
-        EXPECT_TRUE(zem::test::logged(6, "\n error dstSkip param in convertNV12")) << stride;
+        convertNV12Tile(width, 32, source.data(), 0, out.data(), stride);
+        EXPECT_TRUE(zem::test::logged(6, "\n error dstSkip param in convertNV12")) << width << ", " << stride;
     }
     zem::test::forgetLog();
-    convertNV12Tile(0x80000000u, 2, source.data(), 0, out.data(), 0);  // twice the width is 0 in 32 bits
     convertNV12Tile(1u << 20, 1u << 20, source.data(), 0, out.data(), 1u << 21);
-    EXPECT_EQ(zem::test::loggedLines().size(), 2u);
+    EXPECT_EQ(zem::test::loggedLines().size(), 1u);
     zem::test::forgetLog();
     convertNV12Tile(0, 32, source.data(), 0, out.data(), 128);
     convertNV12Tile(64, 0, source.data(), 0, out.data(), 128);
     convertNV12Tile(64, 32, nullptr, 0, out.data(), 128);
     convertNV12Tile(64, 32, source.data(), 0, nullptr, 128);
     EXPECT_TRUE(zem::test::loggedLines().empty());
-    EXPECT_EQ(out, Bytes(64 * 64, 1));
+    EXPECT_EQ(out, Bytes(4096, 1));
 }
 
 }  // namespace

@@ -62,9 +62,9 @@ Bgr referenceColour(int y, int cb, int cr) {
 
 struct Kind {
     const char* name;
+    int crPlane;
     bool is565;
     bool pairs;    // chroma: Cr,Cb pairs in src[1]; else planes
-    int crPlane;   // of separate planes
     bool crossed;  // the chroma planes' strides
     std::unique_ptr<ColorConverter> (*create)(int width, int height);
     size_t (*at)(size_t x, size_t y, size_t width, size_t height, size_t stride);
@@ -86,10 +86,10 @@ size_t turned(size_t x, size_t y, size_t width, size_t height, size_t) {
 }
 
 const Kind kKinds[] = {
-    {"Yuv420ToBgr32", false, false, 2, false, create<Yuv420ToBgr32>, inPairsOfRows},
-    {"Yuv420ToRgb565", true, false, 1, true, create<Yuv420ToRgb565>, inRows},
-    {"Nv12ToRgb565", true, true, 1, false, create<Nv12ToRgb565>, inRows},
-    {"Nv12ToRgb565Rotate", true, true, 1, false, create<Nv12ToRgb565Rotate>, turned},
+    {"Yuv420ToBgr32", 2, false, false, false, create<Yuv420ToBgr32>, inPairsOfRows},
+    {"Yuv420ToRgb565", 1, true, false, true, create<Yuv420ToRgb565>, inRows},
+    {"Nv12ToRgb565", 1, true, true, false, create<Nv12ToRgb565>, inRows},
+    {"Nv12ToRgb565Rotate", 1, true, true, false, create<Nv12ToRgb565Rotate>, turned},
 };
 
 void writeReference(const Kind& kind, const Bgr& colour, uint8_t* pixel) {
