@@ -1,0 +1,28 @@
+// H.264 streams to feed to decoders, and what they show.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tests/platform/test_picture.h"
+
+namespace zem::test {
+
+using Unit = std::vector<uint8_t>;
+
+/// A stream as the encoder components put it out: the configuration, then a unit a picture.
+struct CodedStream {
+    Unit configuration;
+    std::vector<Unit> units;  // the first one is a key picture, the others build on it
+
+    /// Configuration and units, one after the other.
+    std::vector<Unit> packets() const;
+};
+
+/// `count` pictures of moving noise, in which no two places look alike.
+CodedStream codedStream(uint32_t width, uint32_t height, int count);
+
+/// What a player sees of `packets`, which are whole.
+std::vector<Picture> picturesOf(const std::vector<Unit>& packets);
+
+}  // namespace zem::test
