@@ -21,17 +21,22 @@ struct codecUserData {
     /// Pixels.
     std::atomic<int> width{0};
     std::atomic<int> height{0};
-    /// Lowered by one with every output (encoder) or send (decoder) while above 0.
+    /// An encoder's pending outputs: lowered by one with every output while above 0. A decoder's
+    /// pending inputs: while not 0, packets are sent without waiting, -1 skips one; nothing sets it yet.
     std::atomic<int> pendingOutputs{0};
     /// First word of the input buffer sent most recently: the component's id of it.
     std::atomic<uint32_t> lastInputBuffer{0};
     /// A code of hardware_detection.h.
     std::atomic<int> hardwareBase{0};
     /// Decoder only: width modulo 64, the padding of each row of its pictures.
-    int strideRemainder = 0;
+    std::atomic<int> strideRemainder{0};
+    /// Decoder only: pixels cut from the right of each picture row.
+    std::atomic<int> cropMargin{0};
     /// Work memory of an output handler, made and used on the output thread; freed only when the
     /// component has stopped. Owned.
     unsigned char* secondBuffer = nullptr;
+    /// Bytes at secondBuffer.
+    int secondBufferSize = 0;
     /// Guard of the audio codecs' gathered output and of the wake-up that goes with it.
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     pthread_cond_t condition = PTHREAD_COND_INITIALIZER;

@@ -5,11 +5,15 @@
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "codec/driver_handle.h"
 #include "codec/input_semaphore.h"
 #include "omx/encoder_params.h"
 #include "omx/hardware_base.h"
-#include "omx/qcom_omx_interface.h"
 #include "omx/result_codes.h"
+
+using zem::closeIsRequested;
+using zem::interfaceOf;
+using zem::recordOf;
 
 namespace {
 
@@ -18,20 +22,6 @@ constexpr int kInputLimitMillis = 3000;
 // Qualcomm encoders look for the chroma plane at the next multiple of this after the luma plane.
 constexpr int64_t kQualcommChromaAlignment = 2048;
 constexpr int kMicrosPerSecond = 1000000;
-
-QcomOmxInterface* interfaceOf(void* handle) {
-    return static_cast<QcomOmxInterface*>(handle);
-}
-
-// The record registered with the component's output, null when there is none.
-codecUserData* recordOf(void* handle) {
-    return handle != nullptr ? static_cast<codecUserData*>(interfaceOf(handle)->outputUserData()) : nullptr;
-}
-
-bool closeIsRequested(void* handle) {
-    const codecUserData* const record = recordOf(handle);
-    return record != nullptr && record->closeRequested.load();
-}
 
 // Where the planes of one frame go in a component's buffer; bytes, in 64 bits so that no size that a
 // caller may pass runs over.

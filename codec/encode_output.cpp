@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "codec/codec_user_data.h"
 #include "codec/count_down.h"
+#include "codec/gathered_output.h"
 #include "codec/hex_line.h"
 #include "context/hand_off.h"
 
@@ -54,21 +55,6 @@ void logOutput(const Output& output) {
          ZEM_BYTES_13(bytes));
     LOGI("j/enc2/output: size:%d [%d(13): %02X%02X%02X%02X%02X%02X-%02X%02X] %d.", size, left,
          ZEM_BYTES_8(bytes + 13), state);
-}
-
-int capacityOf(const codecUserData& record) {
-    return record.outputBuffer != nullptr ? record.outputCapacity : 0;
-}
-
-// For outputs smaller than the capacity. What was gathered before is overwritten when the buffer would
-// be reached or passed: the reader takes all or loses all.
-void gather(codecUserData& record, const Output& output) {
-    int used = record.outputUsed.load();
-    if (used < 0 || used >= record.outputCapacity - output.size) {
-        used = 0;
-    }
-    memcpy(record.outputBuffer + used, output.bytes, static_cast<size_t>(output.size));
-    record.outputUsed.store(used + output.size);
 }
 
 void append(codecUserData& record, const Output& output) {
@@ -125,7 +111,7 @@ void deliverInOrder(const Output& output, int hardwareBase) {
 int appendOutput(void* data, unsigned int size, void* user) {
     auto* const record = static_cast<codecUserData*>(user);
     const Output output(data, size);
-    if (record != nullptr && output.size > 0 && capacityOf(*record) >= 1) {
+    if (record != nullptr && output.size > 0 && zem::capacityOf(*record) >= 1) {
         append(*record, output);
     }
     return 0;
@@ -141,8 +127,8 @@ int GetEncodedData2(void* /*handle*/, void* data, unsigned int size, void* user)
     const Output output(data, size);
     if (output.size > 0) {
         logOutput(output);
-        if (capacityOf(*record) > output.size) {
-            gather(*record, output);
+        if (zem::capacityOf(*record) > output.size) {
+            zem::gather(*record, output.bytes, output.size);
         } else {
             deliverInOrder(output, record->hardwareBase.load());
         }
@@ -157,10 +143,10 @@ int GetEncodedData3(void* /*handle*/, void* data, unsigned int size, void* user)
     if (record == nullptr || output.size == 0) {
         return 0;
     }
-    if (output.size >= capacityOf(*record)) {
+    if (output.size >= zem::capacityOf(*record)) {
         copyBufferForEncoder(output.bytes, output.size);
     } else {
-        gather(*record, output);
+        zem::gather(*record, output.bytes, output.size);
     }
     return 0;
 }

@@ -94,6 +94,7 @@ void omxCodecCommon::close() {
     if (mUserData != nullptr) {
         delete[] mUserData->secondBuffer;
         mUserData->secondBuffer = nullptr;
+        mUserData->secondBufferSize = 0;
     }
 }
 

@@ -1,14 +1,43 @@
 #include "codec/omx_interface.h"
 
+#include <cstring>
+
 #include "base/log.h"
 #include "omx/qcom_omx_interface.h"
+#include "omx/qcom_omx_interface_decoder.h"
 #include "omx/qcom_omx_interface_encoder.h"
 #include "omx/result_codes.h"
 
 namespace {
 
+constexpr char kQualcommDecoder[] = "OMX.qcom.video.decoder.avc";
+constexpr int kDecodedFrameRate = 24;
+// For who does not know the size: a port that any picture of the time can come through.
+constexpr int kDefaultWidth = 500;
+constexpr int kDefaultHeight = 1000;
+// What the other components propose is too small for a key frame.
+constexpr int kInputBufferBytes = 1024000;
+
 QcomOmxInterface* interfaceOf(void* handle) {
     return static_cast<QcomOmxInterface*>(handle);
+}
+
+QcomOmxInterfaceDecoder* decoderOf(void* handle) {
+    return static_cast<QcomOmxInterfaceDecoder*>(interfaceOf(handle));
+}
+
+int setupInputPort(QcomOmxInterface& decoder, int width, int height) {
+    const char* const name = decoder.componentName();
+    if (strcmp(name, kQualcommDecoder) == 0) {
+        const int result = decoder.setupPortParamsForDecoder(0, width, height, kDecodedFrameRate, 0);
+        LOGI("omx decoder create: codec:%s, w:%d, h:%d", name, width, height);
+        return result;
+    }
+    // The other components read the two the other way round.
+    const int result =
+        decoder.setupPortParamsForDecoder(0, height, width, kDecodedFrameRate, kInputBufferBytes);
+    LOGI("omx decoder create: codec:%s, w:%d, h:%d", name, height, width);
+    return result;
 }
 
 }  // namespace
@@ -23,6 +52,26 @@ void* encoder_create(int* result, encoderParams* params) {
         return nullptr;
     }
     return static_cast<QcomOmxInterface*>(encoder);
+}
+
+void* decoder_create(int* result, int width, int height, decoderParams* params) {
+    QcomOmxInterfaceDecoder* decoder = nullptr;
+    *result = QcomOmxInterfaceDecoder::Create(&decoder, params);
+    if (*result != OMX_RESULT_OK) {
+        LOGE("QCOMOMXINTERFACE - ERROR creating decoder: %d (%s)", *result, resultDescription(*result));
+        return nullptr;
+    }
+    if (width == 0 || height == 0) {
+        width = kDefaultWidth;
+        height = kDefaultHeight;
+    }
+    *result = setupInputPort(*decoder, width, height);
+    if (*result != OMX_RESULT_OK) {
+        delete decoder;
+        LOGE("QCOMOMXINTERFACE - ERROR creating decoder1: %d (%s)", *result, resultDescription(*result));
+        return nullptr;
+    }
+    return static_cast<QcomOmxInterface*>(decoder);
 }
 
 int omx_interface_init(void* handle) {
@@ -52,6 +101,14 @@ int omx_interface_register_output_callback(void* handle, OmxOutputCallback callb
     }
     interfaceOf(handle)->registerOutputCallback(callback, user);
     return OMX_RESULT_OK;
+}
+
+int omx_decoder_set_input_packing_format(void* handle, int format) {
+    return handle != nullptr ? decoderOf(handle)->setInputPackingFormat(format) : OMX_RESULT_NO_INTERFACE;
+}
+
+int omx_decoder_set_input_compression_format(void* handle, int format) {
+    return handle != nullptr ? decoderOf(handle)->setInputCompressionFormat(format) : OMX_RESULT_NO_INTERFACE;
 }
 
 int omx_interface_send_input_data(void* handle, void* data, unsigned int size, int timestamp) {

@@ -4,6 +4,7 @@
 // omx/result_codes.h unless said otherwise. None of these functions logs; the classes do.
 #pragma once
 
+struct decoderParams;
 struct encoderParams;
 
 /// Called with (handle, user) on a message thread whenever an input buffer comes back.
@@ -16,6 +17,10 @@ using OmxOutputCallback = int (*)(void* handle, void* data, unsigned int size, v
 /// The result code goes to `result`. Owned by the caller: omx_interface_destroy.
 void* encoder_create(int* result, encoderParams* params);
 
+/// Likewise an H.264 decoder component, and sets up its input port for pictures of this size in pixels; 0
+/// in either stands for a size that is not known.
+void* decoder_create(int* result, int width, int height, decoderParams* params);
+
 /// Brings the component to Executing and starts its output thread.
 int omx_interface_init(void* handle);
 /// Ends the stream and frees the buffers; with `flag` the stream is abandoned where it stands.
@@ -27,6 +32,11 @@ int omx_interface_destroy(void* handle);
 /// Both before omx_interface_init. Return 0.
 int omx_interface_register_input_callback(void* handle, OmxInputCallback callback, void* user);
 int omx_interface_register_output_callback(void* handle, OmxOutputCallback callback, void* user);
+
+/// Of a decoder, before omx_interface_init; see QcomOmxInterfaceDecoder for the formats. The second gives
+/// -1 when refused.
+int omx_decoder_set_input_packing_format(void* handle, int format);
+int omx_decoder_set_input_compression_format(void* handle, int format);
 
 /// Copying way of feeding input, for decoders. Also -1 (no free buffer) and -2 (refused).
 int omx_interface_send_input_data(void* handle, void* data, unsigned int size, int timestamp);

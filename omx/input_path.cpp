@@ -27,6 +27,16 @@ sp<BufferInfo> QcomOmxInterface::takeFreeInput() {
     return nullptr;
 }
 
+bool QcomOmxInterface::inputBufferIsFree() const {
+    const std::lock_guard<std::mutex> lock(mBufferLock);
+    for (const sp<BufferInfo>& record : mPortBuffers[kInputPort]) {
+        if (!record->ownedByComponent) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// The record behind a producer's handle; null when it is not, or no longer, one of the port's.
 sp<BufferInfo> QcomOmxInterface::findInput(const void* buffer) const {
     const std::lock_guard<std::mutex> lock(mBufferLock);

@@ -103,7 +103,9 @@ bool QcomOmxInterface::deliver(int slot, const sp<BufferInfo>& record, zem::Reco
         return false;
     }
     const FilledData filled = filledData(*record);
-    if (mSkipOutputCount < 1) {
+    if (mDeliveryStopped) {
+        // Only passed on, so that the end of the stream is still seen.
+    } else if (mSkipOutputCount < 1) {
         callOutputCallbackFunction(filled.data, filled.length);
     } else {
         mSkipOutputCount--;

@@ -140,6 +140,11 @@ sp<BufferInfo> QcomOmxInterface::findBuffer(int port, IOMX::buffer_id id) const 
     return nullptr;
 }
 
+int QcomOmxInterface::bufferCount(int port) const {
+    const std::lock_guard<std::mutex> lock(mBufferLock);
+    return static_cast<int>(mPortBuffers[port].size());
+}
+
 bool QcomOmxInterface::portBuffersHaveBeenReturned(int port) const {
     const std::lock_guard<std::mutex> lock(mBufferLock);
     for (const sp<BufferInfo>& record : mPortBuffers[port]) {
@@ -153,6 +158,13 @@ bool QcomOmxInterface::portBuffersHaveBeenReturned(int port) const {
 int QcomOmxInterface::fillOutputBuffer(BufferInfo* record) {
     // Owned before the call: the filled message may overtake its return.
     if (mPortReconfiguring || record->retired || record->ownedByComponent.exchange(true)) {
+        return OMX_RESULT_OK;
+    }
+    // Looked at again, now that a change of the port that begins counts this buffer as out: without it
+    // the change could free the buffer between the look above and the call below.
+    if (mPortReconfiguring || record->retired) {
+        record->ownedByComponent = false;
+        postWhenAllReturned(kOutputPort, mOutputReturnedSem);
         return OMX_RESULT_OK;
     }
     {

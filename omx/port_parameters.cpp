@@ -1,4 +1,4 @@
-// Port set-up that encoders and later components share.
+// Port set-up that encoders, decoders and later components share.
 #include <OMX_Component.h>
 
 #include "base/log.h"
@@ -9,14 +9,9 @@
 
 using android::status_t;
 
-int QcomOmxInterface::setupPortParameters(int port, int width, int height, int frameRate, int bufferSize) {
-    mPortWidth[port] = width;
-    mPortHeight[port] = height;
-    auto definition = zem::preparedParameter<OMX_PARAM_PORTDEFINITIONTYPE>(static_cast<OMX_U32>(port));
-    if (mOmx->getParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition) !=
-        android::OK) {
-        return OMX_RESULT_GET_PORT;
-    }
+/// Fills in what a definition that was read says about pictures, and writes it back.
+status_t QcomOmxInterface::writeVideoPort(OMX_PARAM_PORTDEFINITIONTYPE& definition, int width, int height,
+                                          int frameRate, int bufferSize) {
     if (bufferSize > 0) {
         definition.nBufferSize = static_cast<OMX_U32>(bufferSize);
     }
@@ -26,13 +21,41 @@ int QcomOmxInterface::setupPortParameters(int port, int width, int height, int f
     }
     video.nFrameHeight = static_cast<OMX_U32>(height);
     video.nFrameWidth = static_cast<OMX_U32>(width);
+    return mOmx->setParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
+}
+
+int QcomOmxInterface::setupPortParameters(int port, int width, int height, int frameRate, int bufferSize) {
+    mPortWidth[port] = width;
+    mPortHeight[port] = height;
+    auto definition = zem::preparedParameter<OMX_PARAM_PORTDEFINITIONTYPE>(static_cast<OMX_U32>(port));
+    if (mOmx->getParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition) !=
+        android::OK) {
+        return OMX_RESULT_GET_PORT;
+    }
     // On the output port too: components that check it there exist, none that mind it.
-    video.eColorFormat =
+    definition.format.video.eColorFormat =
         mHardwareBase == HW_BASE_TARN ? OMX_COLOR_FormatYUV420Planar : OMX_COLOR_FormatYUV420SemiPlanar;
-    const status_t status =
-        mOmx->setParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
+    const status_t status = writeVideoPort(definition, width, height, frameRate, bufferSize);
     if (status != android::OK) {
         LOGE("QCOMOMXINTERFACE - SETUP PORT PARAMETERS: Set Port Definition Failed: %d\n", status);
+        return OMX_RESULT_SET_PORT;
+    }
+    return OMX_RESULT_OK;
+}
+
+int QcomOmxInterface::setupPortParamsForDecoder(int port, int width, int height, int frameRate,
+                                                int bufferSize) {
+    mPortWidth[port] = width;
+    mPortHeight[port] = height;
+    auto definition = zem::preparedParameter<OMX_PARAM_PORTDEFINITIONTYPE>(static_cast<OMX_U32>(port));
+    if (mOmx->getParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition) !=
+        android::OK) {
+        return OMX_RESULT_GET_PORT;
+    }
+    const status_t status = writeVideoPort(definition, width, height, frameRate, bufferSize);
+    if (status != android::OK) {
+        LOGE("QCOMOMXINTERFACE - SETUP PORT PARAMETERS: Set Port Definition Failed (for decoder): %d\n",
+             status);
         return OMX_RESULT_SET_PORT;
     }
     return OMX_RESULT_OK;

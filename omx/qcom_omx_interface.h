@@ -1,6 +1,7 @@
 // Drives one OpenMAX IL component of the media service: connection, states, buffers, teardown.
 #pragma once
 
+#include <OMX_Component.h>
 #include <binder/IMemory.h>
 #include <binder/MemoryDealer.h>
 #include <media/IOMX.h>
@@ -97,6 +98,8 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     /// Copies and submits: 0 (also, dropping the data, once the input has ended), -1 when no buffer
     /// is free, -2 when refused or larger than a buffer.
     int sendInputData(void* data, unsigned int length, int timestamp);
+    /// Whether sendInputData() would find a buffer now.
+    bool inputBufferIsFree() const;
     /// 0, -1 when no buffer is free, -2 when refused.
     int sendEndOfInputFlag(int timestamp);
 
@@ -121,6 +124,8 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     // Port parameters.
     /// Sets picture size and colour layout, and frame rate and buffer size when above 0: 0, 13, 14.
     int setupPortParameters(int port, int width, int height, int frameRate, int bufferSize);
+    /// As above, but the colour layout stays the component's own.
+    int setupPortParamsForDecoder(int port, int width, int height, int frameRate, int bufferSize);
     /// Logs a port's definition; a debugging aid.
     void debugPortParameters(int port);
 
@@ -159,6 +164,9 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     virtual void endEventThread() {}
     /// Frees a decoder's queued event records, once no message can add one.
     virtual void dropQueuedEvents() {}
+
+    /// Number of buffers on a port, 0 or 1.
+    int bufferCount(int port) const;
 
     static void* DataOutputThread(void* interface);
 
@@ -202,6 +210,8 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     std::atomic<bool> mWaitAfterSendBuffer{false};
     int mHardwareBase = 0;
     int mSkipOutputCount = 0;  // outputs still to be dropped; guarded by mFilledQueue's lock
+    // A change of the output port failed half way: nothing is delivered any more. Guarded likewise.
+    bool mDeliveryStopped = false;
 
   private:
     /// What one delivery needs of a record, taken as one.
@@ -223,6 +233,9 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     void releaseOutputThread();
     void freeAllBuffers();
     void unregisterOutputThread();
+
+    android::status_t writeVideoPort(OMX_PARAM_PORTDEFINITIONTYPE& definition, int width, int height,
+                                     int frameRate, int bufferSize);
 
     // Buffers.
     int obtainBuffer(int port, int index, unsigned int size);

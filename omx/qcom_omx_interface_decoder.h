@@ -59,7 +59,7 @@ class QcomOmxInterfaceDecoder : public QcomOmxInterface {
     void handleQueuedEvents();
     void closeEventQueue();
     void disablePort();
-    bool waitForOutputBuffers();
+    void waitForOutputBuffers();
     void adoptOutputSize();
     int enablePort(unsigned long port);
 

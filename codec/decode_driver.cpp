@@ -1,0 +1,139 @@
+#include "codec/decode_driver.h"
+
+#include <time.h>
+
+#include "base/clock.h"
+#include "base/log.h"
+#include "codec/driver_handle.h"
+#include "codec/input_semaphore.h"
+#include "omx/decoder_params.h"
+#include "omx/result_codes.h"
+
+namespace {
+
+// Receivers show pictures as they come: all packets have the same time.
+constexpr int kPacketTimestamp = 100000;
+constexpr int kEndLimitMillis = 3000;
+// How often a wait looks up: another codec may take the post that was meant for this one.
+constexpr int kLookMillis = 500;
+
+constexpr int kNotNow = -1;
+constexpr int kNever = -2;
+
+constexpr const char* kWaitSignature = "int SendDataToDecoder2(void*, const unsigned char*, int, int*, int*)";
+
+// True when waiting longer makes no sense, for a reason other than a free buffer.
+bool waitIsOver(void* handle) {
+    return zem::closeIsRequested(handle) || omx_interface_error(handle) != 0;
+}
+
+bool isPast(const timespec& deadline) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
+}
+
+// Makes the component and starts it; null when either fails, with nothing left behind.
+void* startDecoder(decoderParams* params, int width, int height, codecUserData* ud,
+                   OmxOutputCallback outputCallback) {
+    int result = 0;
+    void* const handle = decoder_create(&result, width, height, params);
+    if (handle == nullptr) {
+        return nullptr;
+    }
+    omx_interface_register_input_callback(handle, semaphoreEmptyBufferPost, nullptr);
+    omx_interface_register_output_callback(handle, outputCallback, ud);
+    if (omx_interface_init(handle) > 0) {
+        omx_interface_destroy(handle);
+        return nullptr;
+    }
+    return handle;
+}
+
+}  // namespace
+
+namespace zem {
+
+void waitForInputBuffer(void* handle) {
+    while (!waitIsOver(handle) && !interfaceOf(handle)->inputBufferIsFree()) {
+        if (videoInputSemaphore().waitUntil(deadlineAfterMillis(kLookMillis), kWaitSignature) == 0) {
+            return;
+        }
+    }
+}
+
+}  // namespace zem
+
+int omxt_decode_init(void** handle, unsigned char* outBuffer, int outCapacity, codecUserData* ud,
+                     OmxOutputCallback outputCallback, const char* componentName, int hardwareBase, int width,
+                     int height) {
+    ud->outputBuffer = outBuffer;
+    ud->outputCapacity = outCapacity;
+    ud->outputUsed.store(0);
+    ud->hardwareBase.store(hardwareBase);
+    decoderParams params{hardwareBase, componentName};
+    zem::videoInputSemaphore().acquire();
+    LOGI("omx decoder create: {%s}", componentName != nullptr ? componentName : "(null)");
+    *handle = startDecoder(&params, width, height, ud, outputCallback);
+    if (*handle == nullptr) {
+        zem::videoInputSemaphore().release();
+        return 0;
+    }
+    return 1;
+}
+
+int SendDataToDecoder2(void* handle, const unsigned char* data, int size, int* consumed, int* timestamp) {
+    int result = kNever;
+    if (size < 0) {
+        LOGE("SendDataToDecoder2 : %d bytes are refused", size);
+    } else {
+        // The component's side takes no const: it only reads.
+        result = omx_interface_send_input_data(handle, const_cast<unsigned char*>(data),
+                                               static_cast<unsigned int>(size), kPacketTimestamp);
+    }
+    if (result == kNotNow) {
+        LOGE("Error: SendDataToDecoder2(mo.k) : return -1");
+        zem::waitForInputBuffer(handle);
+    }
+    const int error = omx_interface_error(handle);
+    if (error != 0) {
+        LOGE("SendDataToDecoder2 : omx_interface_error %d", error);
+        result = kNotNow;
+    }
+    *consumed = size;
+    *timestamp = kPacketTimestamp;
+    return result;
+}
+
+int omxt_decode_send_end(void* handle, int timestamp) {
+    const timespec deadline = zem::deadlineAfterMillis(kEndLimitMillis);
+    for (;;) {
+        const int result = omx_interface_send_end_of_input_flag(handle, timestamp);
+        if (result == 0) {
+            return 0;
+        }
+        const int error = omx_interface_error(handle);
+        if (error != 0) {
+            return error;
+        }
+        if (result == kNever || zem::closeIsRequested(handle)) {
+            return result;  // no later try can succeed
+        }
+        const bool posted =
+            zem::videoInputSemaphore().waitUntil(deadline, "int omxt_decode_send_end(void*, int)") == 0;
+        if (!posted || isPast(deadline)) {
+            LOGE("omxt_decode_send_end : the component keeps its input buffers");
+            return OMX_RESULT_TIMED_OUT;
+        }
+    }
+}
+
+int omxt_decode_deinit(void* handle, bool flag) {
+    const int result = omx_interface_deinit(handle, flag);
+    if (handle == nullptr) {
+        return result;  // a codec without a component holds no share in the input semaphore
+    }
+    omx_interface_destroy(handle);
+    zem::videoInputSemaphore().release();
+    return result;
+}
