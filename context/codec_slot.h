@@ -39,10 +39,25 @@ class CodecSlot {
         auto lease = std::make_shared<Lease>();
         T* const raw = codec.get();
         lease->owned = std::move(codec);
-        replace(lease, {std::shared_ptr<T>(raw, [lease](T*) { lease->release(); }), common});
+        replace(lease, {std::shared_ptr<T>(raw, [lease](T*) { lease->release(); }), common}, [](T&) {});
     }
 
-    void remove() { replace(nullptr, {}); }
+    void remove() {
+        remove([](T&) {});
+    }
+
+    /// `end` gets the codec just before it is destroyed, when no other thread is inside it.
+    template <class End>
+    void remove(End end) {
+        replace(nullptr, {}, end);
+    }
+
+    /// Waits for codecs that other threads have removed and not destroyed yet. For the only thread that
+    /// puts: afterwards there is none but what get() gives.
+    void awaitEnds() {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mEnded.wait(lock, [this] { return mEnding == 0; });
+    }
 
   private:
     struct Lease {
@@ -58,11 +73,13 @@ class CodecSlot {
         }
     };
 
-    void replace(std::shared_ptr<Lease> lease, Use use) {
+    template <class End>
+    void replace(std::shared_ptr<Lease> lease, Use use, End end) {
         {
             std::lock_guard<std::mutex> lock(mMutex);
             std::swap(mLease, lease);
             std::swap(mUse, use);
+            mEnding += lease != nullptr ? 1 : 0;
         }
         if (lease == nullptr) {
             return;
@@ -75,12 +92,18 @@ class CodecSlot {
             std::unique_lock<std::mutex> lock(lease->mutex);
             lease->left.wait(lock, [&] { return lease->unused; });
         }
+        end(*lease->owned);
         lease->owned.reset();
+        std::lock_guard<std::mutex> lock(mMutex);
+        --mEnding;
+        mEnded.notify_all();
     }
 
     mutable std::mutex mMutex;
-    Use mUse;                       // guarded by mMutex
-    std::shared_ptr<Lease> mLease;  // guarded by mMutex; belongs to mUse
+    std::condition_variable mEnded;  // mEnding became lower
+    int mEnding = 0;                 // guarded by mMutex; codecs on their way out of replace()
+    Use mUse;                        // guarded by mMutex
+    std::shared_ptr<Lease> mLease;   // guarded by mMutex; belongs to mUse
 };
 
 }  // namespace zem

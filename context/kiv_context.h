@@ -10,8 +10,8 @@
 
 #include "audio/audio_decoder.h"
 #include "audio/audio_encoder.h"
+#include "codec/omx_mpeg_video_decoder.h"
 #include "codec/omx_mpeg_video_encoder.h"
-#include "codec/video_decoder.h"
 #include "context/byte_block.h"
 #include "context/codec_slot.h"
 #include "context/slot.h"
@@ -85,12 +85,21 @@ class KivContext {
     int setCameraData(uint8_t* data, int size);
 
     // Video receive.
+    /// Opens the H.264 decoder (id 2) for pictures of width x height pixels. Waits up to 1 s for a decoder
+    /// that is still open, and 5 s more when it would not end in that time.
     bool openVideoDecoder(int id, int width, int height);
     /// Also lets the decoder's sink and a pending stream header go.
     void closeVideoDecoder();
+    /// The same; the stream is ended in order first unless `closeType` says to skip that.
+    void closeVideoDecoder(bool closeType);
     bool IsDecoderOpen();
+    /// Decodes one unit of `size` bytes, or a pending stream header in its place. 0, or -1. The pictures
+    /// go to the decoder's sink, whatever `flag` is. Waits as long as the component has no free input
+    /// buffer, until it fails or the decoder is closed.
     int decodeVideo(uint8_t* data, int size, int flag);
+    /// What the decoder answers; -1 without one. The hardware decoder copies nothing and answers -1.
     int getDecodedBitmap(AndroidBitmapInfo* info, uint8_t* pixels);
+    /// Pixels, 0 while the decoder does not know them, -1 without a decoder.
     int getDecodedVideoWidth();
     int getDecodedVideoHeight();
 
@@ -99,7 +108,7 @@ class KivContext {
     /// Keeps a copy unless a header is kept already. Returns the copy's address, or null.
     const uint8_t* keepEncoderHeader(const uint8_t* data, int size);
     std::shared_ptr<const zem::ByteBlock> encoderHeader() const { return mEncoderHeader.get(); }
-    /// Empties the slot if it holds `header`; false when another thread was first.
+    /// Empties the slot if it still holds `header`; false when another thread was first.
     bool takeEncoderHeader(const std::shared_ptr<const zem::ByteBlock>& header);
 
     // Audio.
@@ -158,6 +167,9 @@ class KivContext {
     void passOn(Sink sink, const char* whenAbsent, uint8_t* data, int size);
     void endPreviousEncoder();
     void removeEncoder();
+    void endPreviousDecoder();
+    void forgetReceived();
+    int decodeOrPrime(omxMpegVideoDecoder& decoder, uint8_t* data, int size);
     void prime(omxMpegVideoEncoder& encoder, zem::VideoSource& source);
     int encodeScreen(omxMpegVideoEncoder& encoder, const zem::Picture& picture);
     int encodeCamera(omxMpegVideoEncoder& encoder, const zem::ByteBlock& frame, int stride);
@@ -168,7 +180,7 @@ class KivContext {
     std::atomic<JavaVM*> mJavaVM{nullptr};
     zem::SharedSlot<zem::VideoSource> mVideoInput;
     zem::CodecSlot<omxMpegVideoEncoder> mVideoEncoder;  // by its own type: camera frames need it
-    zem::CodecSlot<VideoDecoder> mVideoDecoder;
+    zem::CodecSlot<omxMpegVideoDecoder> mVideoDecoder;  // by its own type: closing it is not a VideoDecoder's
     zem::CodecSlot<AudioEncoder> mAudioEncoder;
     zem::CodecSlot<AudioDecoder> mAudioDecoder;
     std::atomic<int32_t> mVideoCodecId{0};                // of the last open, encoder or decoder
@@ -190,6 +202,8 @@ class KivContext {
     std::atomic<bool> mAudioHookRunning{false};
     std::atomic<int32_t> mAudioEncodeBusy{0};  // calls inside encodeAudio; closing the hook waits for 0
     zem::Turn mEncodeTurn;                     // of the calls that take pictures and encode them
+    zem::Turn mDecodeTurn;                     // of the calls that decode
+    zem::Turn mDecoderOpenTurn;                // of openVideoDecoder
 };
 
 /// The native handle of one Java buffer pool: borrows a free buffer, fills it, gives it back as used.

@@ -7,8 +7,8 @@
 namespace zem {
 
 /// For std::lock_guard. A thread may spend seconds in its turn, inside a codec. So nothing may wait for
-/// one but a Java thread that wants to take a picture and encode it: not closing, which is what ends a
-/// turn that is stuck, not an engine thread, not a callback.
+/// one but a Java thread that wants to encode or decode a picture or to open a codec: not closing, which is
+/// what ends a turn that is stuck, not an engine thread, not a callback.
 class Turn {
   public:
     void lock() {

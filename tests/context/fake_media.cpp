@@ -12,6 +12,7 @@
 #include "color/color_converter.h"
 #include "context/hand_off.h"
 #include "context/kiv_context.h"
+#include "tests/context/fake_decoder.h"
 
 namespace zem::test {
 namespace {
@@ -60,6 +61,7 @@ void resetFakeMedia() {
     gScreen = std::make_unique<FakeScreen>();
     gEncoder = std::make_unique<FakeEncoder>();
     gDevice = {};
+    resetFakeDecoder();
 }
 
 }  // namespace zem::test
@@ -146,9 +148,8 @@ void omxCodecCommon::SetUsedSize(int size) {
     mUserData->outputUsed = size;
 }
 int omxCodecCommon::IsOpen() const {
-    const int query = ++fakeEncoder().queries;
-    const int last = fakeEncoder().closesAtQuery;
-    return last != 0 ? query < last : fakeEncoder().openUntilDestroyed.load();
+    zem::test::FakeOpenState* const decoder = zem::test::openStateOfDecoder(this);
+    return decoder != nullptr ? decoder->answer() : fakeEncoder().answer();
 }
 void omxCodecCommon::requestClose() {
     mUserData->closeRequested = true;
@@ -226,15 +227,4 @@ void omxMpegVideoEncoder::setSkipConversion(bool skip) {
 }
 int omxMpegVideoEncoder::getHardwareBase() const {
     return fakeEncoder().hardwareBase;
-}
-
-int AndroidBitmap_getInfo(JNIEnv*, jobject, AndroidBitmapInfo*) {
-    return fakeDevice().bitmapInfoResult;
-}
-int AndroidBitmap_lockPixels(JNIEnv*, jobject, void**) {
-    return fakeDevice().bitmapLockResult;
-}
-int AndroidBitmap_unlockPixels(JNIEnv*, jobject) {
-    ++fakeDevice().bitmapUnlocks;
-    return 0;
 }

@@ -1,5 +1,5 @@
-// A screen, an H.264 encoder and the device's queries for tests of the session: link-time stand-ins that
-// remember what they were told, and fail or wait on request.
+// A screen, an H.264 encoder, the base of all codecs and the device's queries for tests of the session:
+// link-time stand-ins that remember what they were told, and fail or wait on request.
 #pragma once
 
 #include <android/bitmap.h>
@@ -27,17 +27,28 @@ struct FakeScreen {
     std::atomic<unsigned> maxLayer{0xFFFFFFFF};
 };
 
-struct FakeEncoder {
+/// What the IsOpen() of a codec answers.
+struct FakeOpenState {
+    std::atomic<bool> openUntilDestroyed{false};  // 1
+    /// The next query and all after it answer 0 from the n-th on; 0: by openUntilDestroyed.
+    std::atomic<int> closesAtQuery{0};
+    std::atomic<int> queries{0};
+
+    int answer() {
+        const int query = ++queries;
+        const int last = closesAtQuery;
+        return last != 0 ? query < last : openUntilDestroyed.load();
+    }
+};
+
+struct FakeEncoder : FakeOpenState {
     std::atomic<int> openResult{1};
     std::atomic<int> hardwareBase{0};
     std::atomic<int> encodeResult{0};
-    std::atomic<bool> openUntilDestroyed{false};  // IsOpen() answers 1
     /// encode() waits until the encoder is asked to close, as for an input buffer that never comes.
     std::atomic<bool> waitsForClose{false};
     /// A thread of the encoder's delivers this from open to destruction, and asks for the gathered size.
     std::vector<uint8_t> output;
-    /// The next IsOpen() query and all after it answer 0 from the n-th on; 0: by openUntilDestroyed.
-    std::atomic<int> closesAtQuery{0};
 
     std::mutex mutex;  // guards the lists
     std::vector<std::string> opens;
@@ -55,7 +66,6 @@ struct FakeEncoder {
     std::atomic<int> overlappingCalls{0};     // encode() entered with another call inside
     std::atomic<int> endedWhileEncoding{0};   // destroyed with a call inside
     std::atomic<int> endedByOutputThread{0};  // destroyed by the thread it has to join
-    std::atomic<int> queries{0};              // IsOpen()
 };
 
 struct FakeDevice {
@@ -69,7 +79,7 @@ struct FakeDevice {
 FakeScreen& fakeScreen();
 FakeEncoder& fakeEncoder();
 FakeDevice& fakeDevice();
-/// All three as new; the session is deleted.
+/// All three and the decoder (fake_decoder.h) as new; the session is deleted.
 void resetFakeMedia();
 
 }  // namespace zem::test

@@ -72,7 +72,6 @@ TEST(Session, AbsentCodecsAnswerAsSuch) {
     forgetLog();
     KivContext* context = KivContext::getInstance();
     uint8_t byte = 0;
-    EXPECT_FALSE(context->openVideoDecoder(2, 64, 48));
     EXPECT_FALSE(context->openVideoDecoder(7, 64, 48));
     EXPECT_FALSE(context->openAudioEncoder(3, 2, 44100, 5) || context->openAudioEncoder(5, 2, 44100, 5));
     EXPECT_FALSE(context->openAudioDecoder(4, 2, 44100, 5) || context->openAudioDecoder(9, 2, 44100, 5));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <jni.h>
 
+#include "tests/context/fake_decoder.h"
 #include "tests/context/fake_media.h"
 #include "tests/support/fake_jni.h"
 #include "tests/support/log_capture.h"
@@ -35,7 +36,7 @@ class Bridge : public ::testing::Test {
         }
         EXPECT_EQ(mVm.globalRefs(), 0);
         EXPECT_EQ(mVm.attachedThreads(), 0);
-        EXPECT_EQ(fakeScreen().living + fakeEncoder().living, 0);
+        EXPECT_EQ(fakeScreen().living + fakeEncoder().living + fakeDecoder().living, 0);
     }
 
     /// Calls a native method on `self`. Arguments must have exactly the method's types.
@@ -61,7 +62,7 @@ class Bridge : public ::testing::Test {
         return method(env, local, arguments...);
     }
 
-    /// A VideoTxChannel call with a buffer.
+    /// A call on the pool's channel with a buffer.
     template <class... Numbers>
     jint callWith(FakeObject* buffer, const char* className, const char* name, Numbers... numbers) {
         const jobject local = buffer != nullptr ? mVm.local(*buffer) : nullptr;

@@ -1,0 +1,164 @@
+// Proves how a stream header is made, waited for and given up, at Java's boundary, in steps of the clock.
+// Catches a poll too many, a result taken before the last wait, an encoder or a sink that a failed attempt
+// leaves behind, a header of another that is lost by it, one header taken by two threads.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
+
+#include "context/hand_off.h"
+#include "context/kiv_context.h"
+#include "tests/context/stepped_clock.h"
+#include "tests/jni/bridge.h"
+
+namespace zem::test {
+namespace {
+
+class EncoderHeader : public Bridge {
+  protected:
+    jboolean create(jint source = 1, jint id = 2) {
+        return call<jboolean>(kVideoTx, "createVideoEncoderHeader", mPool, source, id, jint{320}, jint{240},
+                              jint{7000}, jint{15}, jint{0x1E02});
+    }
+    jint take(FakeByteBuffer& buffer) { return callWith(&buffer, kVideoTx, "deleteVideoEncoderHeader"); }
+    jint set(FakeByteBuffer& buffer, jint size) {
+        return callWith(&buffer, kVideoRx, "setEncoderHeader", size);
+    }
+};
+
+// The header comes during the sleep with this number; the last one is after the encoder's end.
+TEST_F(EncoderHeader, IsWaitedForInTwentyMillisecondPolls) {
+    const struct {
+        size_t arrives;
+        int polls;
+        bool seen, result;
+    } cases[] = {{0, 1, true, true},
+                 {8, 9, true, true},
+                 {9, 10, false, true},
+                 {10, 10, false, true},
+                 {99, 10, false, false}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.arrives);
+        resetFakeMedia();
+        forgetLog();
+        size_t whenClosed = 99;
+        SteppedClock clock([&](size_t sleep) {
+            uint8_t unit[] = {1, 2, 3};
+            if (sleep == row.arrives) {
+                copyHeaderForDecoder(unit, 3);
+            }
+            if (whenClosed == 99 && fakeEncoder().living == 0) {
+                whenClosed = sleep;
+                EXPECT_EQ(fakeScreen().living, 0);
+            }
+        });
+        EXPECT_EQ(create(), row.result);
+        std::vector<int64_t> sleeps(static_cast<size_t>(row.polls), 20000);
+        sleeps.push_back(300000);
+        EXPECT_EQ(clock.sleeps, sleeps);
+        EXPECT_EQ(whenClosed, sleeps.size() - 1);
+        std::vector<std::string> lines;
+        for (const LogLine& line : loggedLines()) {
+            if (line.text.rfind("kivjni: ", 0) == 0) {
+                EXPECT_EQ(line.level, 4);
+                lines.push_back(line.text);
+            }
+        }
+        std::vector<std::string> expected{"kivjni: create encoder header.", "kivjni: ready encoder header.",
+                                          "kivjni: close vide input.", "kivjni: close video encoder."};
+        if (!row.seen) {
+            expected.erase(expected.begin() + 1);
+        }
+        EXPECT_EQ(lines, expected);
+        EXPECT_EQ(fakeEncoder().closeTypes, std::vector<bool>{true});
+    }
+}
+
+// With the header of the other end in the slot throughout: nothing may touch it.
+TEST_F(EncoderHeader, AnAttemptLeavesNothingOpenAndAPendingHeaderInPlace) {
+    const struct {
+        const char* what;
+        jint source, id;
+        int openResult;
+        jboolean result;
+        size_t sleeps;
+    } cases[] = {
+        {"unknown source", 3, 2, 1, JNI_FALSE, 0},      {"source that never opens", 2, 2, 1, JNI_FALSE, 0},
+        {"unknown id", 1, 5, 1, JNI_FALSE, 0},          {"no encoder", 1, 2, 0, JNI_FALSE, 0},
+        {"one is there at once", 1, 2, 1, JNI_TRUE, 1},
+    };
+    FakeByteBuffer peer(5), got(5);
+    peer.bytes = {9, 8, 7, 6, 5};
+    ASSERT_EQ(set(peer, 5), 5);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        SteppedClock clock([](size_t) {});
+        fakeEncoder().openResult = row.openResult;
+        fakeEncoder().output = {1, 2, 3};
+        call<void>(kVideoTx, "setVideoEncoderEnv", mPool);
+        EXPECT_EQ(create(row.source, row.id), row.result);
+        EXPECT_EQ(clock.sleeps.size(), row.sleeps);
+        EXPECT_EQ(fakeEncoder().living + fakeScreen().living, 0);
+        EXPECT_EQ(mVm.globalRefs(), 0) << "the sink is gone in any case";
+        EXPECT_TRUE(KivContext::getInstance()->ReadyEncoderHeader());
+    }
+    EXPECT_EQ(take(got), 5);
+    EXPECT_EQ(got.bytes, peer.bytes);
+    EXPECT_EQ(take(got), 0);
+}
+
+TEST_F(EncoderHeader, RefusalsKeepTheSlotAsItIs) {
+    FakeByteBuffer buffer(5), small(4), heap(5, false);
+    EXPECT_EQ(set(buffer, 0), -1);
+    EXPECT_EQ(set(buffer, 6), -1);
+    EXPECT_EQ(take(buffer), 0) << "nothing was stored";
+    buffer.bytes = {1, 2, 3, 4, 5};
+    EXPECT_EQ(set(buffer, 5), 5);
+    buffer.bytes = {6, 6, 6, 6, 6};  // a copy was stored
+    EXPECT_EQ(set(buffer, 5), 0);
+    EXPECT_TRUE(logged(4, "setEncoderHeader: encoder header is already existed."));
+    EXPECT_EQ(take(small), -1);
+    EXPECT_EQ(take(heap), -1);
+    EXPECT_EQ(take(buffer), 5);
+    EXPECT_EQ(buffer.bytes, (std::vector<uint8_t>{1, 2, 3, 4, 5}));
+}
+
+TEST_F(EncoderHeader, IsTakenByOneOfManyThreads) {
+    constexpr int kHeaders = 300;
+    std::atomic<int> taken{0};
+    std::atomic<bool> finished{false};
+    KivContext* const context = KivContext::getInstance();
+    auto* const method = mVm.native<jint(JNIEnv*, jobject, jobject)>(kVideoTx, "deleteVideoEncoderHeader");
+    std::vector<std::thread> takers;
+    for (int i = 0; i < 3; ++i) {
+        takers.emplace_back([&] {
+            FakeByteBuffer buffer(64);
+            JNIEnv* const env = mVm.env();
+            const jobject local = mVm.local(buffer);
+            while (!finished) {
+                const jint size = method(env, nullptr, local);
+                taken += size > 0 ? 1 : 0;
+                for (jint at = 0; at < size; ++at) {
+                    ASSERT_EQ(buffer.bytes[static_cast<size_t>(at)], size) << "not the bytes of one header";
+                }
+            }
+            env->DeleteLocalRef(local);
+        });
+    }
+    for (int kept = 0; kept < kHeaders;) {
+        const int size = 1 + kept % 64;
+        const std::vector<uint8_t> header(static_cast<size_t>(size), static_cast<uint8_t>(size));
+        kept += context->keepEncoderHeader(header.data(), size) != nullptr ? 1 : 0;
+    }
+    while (context->ReadyEncoderHeader()) {
+        std::this_thread::yield();
+    }
+    finished = true;
+    for (std::thread& taker : takers) {
+        taker.join();
+    }
+    EXPECT_EQ(taken, kHeaders);
+}
+
+}  // namespace
+}  // namespace zem::test
