@@ -92,6 +92,36 @@ TEST(AvcDecoderChange, WaitsForTheNewBuffers) {
     }
 }
 
+// A header alone tells the size; another one that comes before the answer waits for it.
+TEST(AvcDecoderChange, HeadersAreAnsweredOneByOne) {
+    const CodedStream first = codedStream(320, 240, 1);
+    const CodedStream second = codedStream(640, 360, 2);
+    for (const DecoderChip& chip : kDecoderChips) {
+        SCOPED_TRACE(std::string(chip.profile) + " " + chip.decoder);
+        DecoderClient client(chip);
+        client.expectSize(64, 48);
+        client.start();
+        client.submit(first.configuration);
+        client.awaitChange();
+        client.submit(second.configuration);
+        client.submit(second.units[0]);
+        client.disableOutput();
+        client.awaitOutputsBack();
+        EXPECT_EQ(client.port(1).format.video.nFrameWidth, 320u);
+        client.freeOutput(SIZE_MAX);
+        client.awaitDisabled();
+        client.enableOutput();
+        client.allocateOutput(client.port(1).nBufferCountActual);
+        client.awaitEnabled();
+        client.fillOutputs();
+        client.awaitChange();
+        EXPECT_EQ(client.definitionAtChange().format.video.nFrameWidth, 640u);
+        client.send(second.units[1]);
+        EXPECT_EQ(client.finish().size(), 3u);
+        EXPECT_EQ(client.changes(), 2);
+    }
+}
+
 // A client that does not answer gets no picture, its buffers are left alone, and it may still stop and start.
 TEST(AvcDecoderChange, NothingIsWrittenToBuffersOfTheOldSize) {
     const CodedStream stream = codedStream(320, 240, 3);

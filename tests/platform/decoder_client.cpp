@@ -259,6 +259,10 @@ void DecoderClient::awaitInputsBack() {
     EXPECT_TRUE(mObserver->waitUntil([this] { return mObserver->freeInputs.size() == mBuffers[0].size(); }));
 }
 
+void DecoderClient::awaitPictures(size_t count) {
+    EXPECT_TRUE(mObserver->waitUntil([&] { return mObserver->outputs.size() >= count; }));
+}
+
 void DecoderClient::disableOutput() {
     command(OMX_CommandPortDisable, 1);
 }

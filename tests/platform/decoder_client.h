@@ -68,6 +68,7 @@ class DecoderClient {
     void submit(const Unit& unit, OMX_TICKS timestamp = 0, OMX_U32 flags = 0);
     void awaitChange();
     void awaitInputsBack();
+    void awaitPictures(size_t count);
 
     // The steps of an answer to a change, in this order.
     void disableOutput();

@@ -16,12 +16,16 @@ void AvcDecoderComponent::stop() {
     mPicture.reset();
     mEnd.reset();
     mDecoder.reset();
+    mOutput = nullptr;
     mSizeAnnounced = false;
+    mAwaitsBuffers = false;
 }
 
-// No buffer is kept from one process() to the next, and a picture that waits outlives the output buffers.
+// A picture that waits outlives the output buffers.
 void AvcDecoderComponent::flush(OMX_U32 port) {
-    if (port == kInputPort && mDecoder != nullptr) {
+    if (port == kOutputPort) {
+        mOutput = nullptr;
+    } else if (mDecoder != nullptr) {
         mPicture.reset();
         mEnd.reset();
         mDecoder->flush();
@@ -31,6 +35,10 @@ void AvcDecoderComponent::flush(OMX_U32 port) {
 void AvcDecoderComponent::process(BufferIo& io) {
     bool more = mDecoder != nullptr;
     while (more) {
+        if (mAwaitsBuffers && !haveOutput(io)) {
+            return;
+        }
+        mAwaitsBuffers = false;
         if (!mPicture.has_value()) {
             mPicture = mDecoder->receive();
         }
@@ -47,39 +55,57 @@ bool AvcDecoderComponent::takeUnit(BufferIo& io) {
     if (input == nullptr) {
         return false;
     }
-    mDecoder->send(input->data, input->size, input->timestamp);
+    const auto told = mDecoder->send(input->data, input->size, input->timestamp);
     if ((input->flags & OMX_BUFFERFLAG_EOS) != 0) {
         mEnd = input->timestamp;
     }
     io.returnInput(input);
+    if (told.has_value()) {
+        learnSize(io, told->width, told->height);
+    }
     return true;
 }
 
-void AvcDecoderComponent::announceSize(BufferIo& io) {
-    const PlanarPicture& picture = mPicture->planes;
-    const bool first = mParameters.output() != DecoderOutput::Nv12RowsOf64 && !mSizeAnnounced;
-    if (first || !mParameters.outputHasSize(picture.width, picture.height)) {
-        mParameters.setOutputSize(picture.width, picture.height);
-        mSizeAnnounced = true;
-        io.portSettingsChanged();
+bool AvcDecoderComponent::haveOutput(BufferIo& io) {
+    if (mOutput == nullptr) {
+        mOutput = io.takeOutput();
     }
+    return mOutput != nullptr;
+}
+
+void AvcDecoderComponent::returnOutput(BufferIo& io, size_t length, OMX_U32 flags, OMX_TICKS timestamp) {
+    io.returnOutput(mOutput, length, flags, timestamp);
+    mOutput = nullptr;
+}
+
+void AvcDecoderComponent::learnSize(BufferIo& io, uint32_t width, uint32_t height) {
+    const bool first = mParameters.output() != DecoderOutput::Nv12RowsOf64 && !mSizeAnnounced;
+    if (!first && mParameters.outputHasSize(width, height)) {
+        return;
+    }
+    if (mOutput != nullptr) {
+        returnOutput(io, 0, 0, 0);
+    }
+    mParameters.setOutputSize(width, height);
+    mSizeAnnounced = true;
+    mAwaitsBuffers = true;
+    io.portSettingsChanged();
 }
 
 bool AvcDecoderComponent::putOutPicture(BufferIo& io) {
-    announceSize(io);
-    const LentBuffer* output = io.takeOutput();
-    if (output == nullptr) {
+    const PlanarPicture& picture = mPicture->planes;
+    learnSize(io, picture.width, picture.height);
+    if (!haveOutput(io)) {
         return false;
     }
-    const PlanarPicture& picture = mPicture->planes;
     const DecodedLayout layout(mParameters.output(), picture.width, picture.height);
-    if (layout.size() > output->size) {
+    if (layout.size() > mOutput->size) {
         LOGE("AVC decoder: a picture of %ux%u does not fit %zu bytes and is dropped", picture.width,
-             picture.height, output->size);
-        io.returnOutput(output, 0, 0, mPicture->timestamp);
+             picture.height, mOutput->size);
+        returnOutput(io, 0, 0, mPicture->timestamp);
     } else {
-        layout.write(picture, output->data);
-        io.returnOutput(output, layout.size(), OMX_BUFFERFLAG_ENDOFFRAME, mPicture->timestamp);
+        layout.write(picture, mOutput->data);
+        returnOutput(io, layout.size(), OMX_BUFFERFLAG_ENDOFFRAME, mPicture->timestamp);
     }
     mPicture.reset();
     return true;
@@ -91,11 +117,10 @@ bool AvcDecoderComponent::putOutEnd(BufferIo& io) {
     if (mPicture.has_value()) {
         return true;
     }
-    const LentBuffer* output = io.takeOutput();
-    if (output == nullptr) {
+    if (!haveOutput(io)) {
         return false;
     }
-    io.returnOutput(output, 0, OMX_BUFFERFLAG_EOS, *mEnd);
+    returnOutput(io, 0, OMX_BUFFERFLAG_EOS, *mEnd);
     mEnd.reset();
     return true;
 }

@@ -14,10 +14,10 @@ namespace zem {
 /// unit gives a concealed picture or none; its buffer always comes back. An end-of-stream input gives an
 /// empty end-of-stream output behind the last picture.
 ///
-/// A picture of another size than the output port's announces a change of the port settings and waits for
-/// the buffers that the client then allocates; no unit is decoded meanwhile. Tiled and planar decoders
-/// announce the first picture after each start whatever its size, as those chips do: clients learn the
-/// stream's size from that alone.
+/// A sequence header or picture of another size than the output port's announces a change of the port
+/// settings. The next picture waits for the buffers that the client then allocates; what comes behind it
+/// stays with the host. Tiled and planar decoders announce the first size after each start whatever it is, as
+/// those chips do: clients learn the stream's size from that alone.
 class AvcDecoderComponent final : public Component {
   public:
     AvcDecoderComponent(DecoderOutput output, bool vendorIndices) : mParameters(output, vendorIndices) {}
@@ -42,15 +42,19 @@ class AvcDecoderComponent final : public Component {
 
   private:
     bool takeUnit(BufferIo& io);
+    bool haveOutput(BufferIo& io);
+    void returnOutput(BufferIo& io, size_t length, OMX_U32 flags, OMX_TICKS timestamp);
     bool putOutPicture(BufferIo& io);
     bool putOutEnd(BufferIo& io);
-    void announceSize(BufferIo& io);
+    void learnSize(BufferIo& io, uint32_t width, uint32_t height);
 
     AvcDecoderParameters mParameters;
     std::unique_ptr<H264Decoder> mDecoder;   // while executing
     std::optional<DecodedPicture> mPicture;  // decoded, waits for an output buffer
     std::optional<OMX_TICKS> mEnd;           // an end of stream has come, of this timestamp
+    const LentBuffer* mOutput = nullptr;     // lent by the host for the next picture; forgotten on its demand
     bool mSizeAnnounced = false;             // since the start
+    bool mAwaitsBuffers = false;             // a change is announced, no buffer has come since
 };
 
 }  // namespace zem

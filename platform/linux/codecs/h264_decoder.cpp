@@ -16,12 +16,16 @@ namespace {
 // libavcodec prints several lines about each damaged unit; one of ours says it.
 constexpr int kSilence = AV_LOG_TRACE;
 
+bool sizeHasLayout(int width, int height) {
+    const int largest = static_cast<int>(kMaxDecodedSide);
+    return width > 0 && width <= largest && width % 2 == 0 && height > 0 && height <= largest &&
+           height % 2 == 0;
+}
+
 bool hasLayout(const AVFrame& frame) {
     // Two names of one format: the second says that the samples use the full range.
     const bool planar = frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P;
-    const int largest = static_cast<int>(kMaxDecodedSide);
-    return planar && frame.width > 0 && frame.width <= largest && frame.width % 2 == 0 && frame.height > 0 &&
-           frame.height <= largest && frame.height % 2 == 0;
+    return planar && sizeHasLayout(frame.width, frame.height);
 }
 
 PlanarPicture viewOf(const AVFrame& frame) {
@@ -60,7 +64,7 @@ bool H264Decoder::start() {
     mContext.reset(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
     mFrame.reset(av_frame_alloc());
     mPacket.reset(av_packet_alloc());
-    if (mContext == nullptr || mFrame == nullptr || mPacket == nullptr) {
+    if (mContext == nullptr || mFrame == nullptr || mPacket == nullptr || !mSequenceSize.open()) {
         LOGE("H264Decoder: libavcodec has no h264 decoder, or no memory is left");
         return false;
     }
@@ -78,14 +82,27 @@ bool H264Decoder::start() {
     return result >= 0;
 }
 
-void H264Decoder::send(const uint8_t* unit, size_t size, int64_t timestamp) {
+std::optional<PictureSize> H264Decoder::send(const uint8_t* unit, size_t size, int64_t timestamp) {
     if (mDraining) {
         flush();
     }
     // An empty packet would end the stream.
     if (size == 0 || size > INT_MAX - AV_INPUT_BUFFER_PADDING_SIZE) {
-        return;
+        return std::nullopt;
     }
+    const int result = decode(unit, size, timestamp);
+    if (result != AVERROR_INVALIDDATA || holdsSlice(unit, size)) {
+        note(result, size);
+        return std::nullopt;
+    }
+    // Remembered, and complained of only for want of a picture.
+    const std::optional<PictureSize> told = mSequenceSize.read(unit, size);
+    const bool usable =
+        told.has_value() && sizeHasLayout(static_cast<int>(told->width), static_cast<int>(told->height));
+    return usable ? told : std::nullopt;
+}
+
+int H264Decoder::decode(const uint8_t* unit, size_t size, int64_t timestamp) {
     // Its memory ends in the zeros that libavcodec reads past the unit.
     int result = av_new_packet(mPacket.get(), static_cast<int>(size));
     if (result >= 0) {
@@ -94,10 +111,7 @@ void H264Decoder::send(const uint8_t* unit, size_t size, int64_t timestamp) {
         result = avcodec_send_packet(mContext.get(), mPacket.get());
     }
     av_packet_unref(mPacket.get());
-    if (result == AVERROR_INVALIDDATA && !holdsSlice(unit, size)) {
-        return;  // remembered, and complained of only for want of a picture
-    }
-    note(result, size);
+    return result;
 }
 
 void H264Decoder::note(int result, size_t size) {

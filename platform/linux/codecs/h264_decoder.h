@@ -6,6 +6,7 @@
 
 #include "platform/linux/codecs/av_handles.h"
 #include "platform/linux/codecs/decoded_layout.h"
+#include "platform/linux/codecs/sequence_size.h"
 
 namespace zem {
 
@@ -22,8 +23,9 @@ class H264Decoder {
     static std::unique_ptr<H264Decoder> open();
 
     /// Takes a whole Annex B access unit, or the configuration (SPS, PPS) on its own; any other bytes do no
-    /// harm. To be called when receive() has given all pictures of the last one. Nothing for 0 bytes.
-    void send(const uint8_t* unit, size_t size, int64_t timestamp);
+    /// harm. To be called when receive() has given all pictures of the last one. Nothing for 0 bytes. Returns
+    /// the size of the pictures to come when this is what the unit tells, and they have a layout.
+    std::optional<PictureSize> send(const uint8_t* unit, size_t size, int64_t timestamp);
     /// The next picture, in the order of the stream; none when the decoder wants more units. Pictures that
     /// the layouts have no room for (another chroma format, odd sizes, beyond kMaxDecodedSide) are dropped.
     std::optional<DecodedPicture> receive();
@@ -35,9 +37,11 @@ class H264Decoder {
   private:
     H264Decoder() = default;
     bool start();
+    int decode(const uint8_t* unit, size_t size, int64_t timestamp);
     void note(int result, size_t size);
 
     AvContext mContext;
+    SequenceSize mSequenceSize;
     AvFrame mFrame;    // the last picture
     AvPacket mPacket;  // empty between calls
     bool mDraining = false;
