@@ -58,8 +58,8 @@ void KivContext::endPreviousDecoder() {
 bool KivContext::openVideoDecoder(int id, int width, int height) {
     std::lock_guard<zem::Turn> turn(mDecoderOpenTurn);
     endPreviousDecoder();
-    // Two must not be alive at once: their pictures pass through the same converter, which the end of one
-    // frees. Another thread may still be closing one.
+    // Two must not be alive at once: their pictures pass through one converter, into one picture, which
+    // the end of either drops. Another thread may still be closing one.
     mVideoDecoder.awaitEnds();
     LOGI("KivContext::openVideoDecoder [id:%d, width:%d, height:%d]", id, width, height);
     mVideoCodecId = id;
