@@ -9,8 +9,9 @@
 namespace {
 
 std::mutex gMutex;
-std::vector<std::string> gUnits;    // guarded by gMutex
-std::vector<std::string> gHeaders;  // guarded by gMutex
+std::vector<std::string> gUnits;     // guarded by gMutex
+std::vector<std::string> gHeaders;   // guarded by gMutex
+std::vector<std::string> gPictures;  // guarded by gMutex
 
 void append(std::vector<std::string>& list, const uint8_t* data, int size) {
     std::lock_guard<std::mutex> lock(gMutex);
@@ -23,7 +24,7 @@ std::vector<std::string> copyOf(const std::vector<std::string>& list) {
 }
 
 int unexpected() {
-    ADD_FAILURE() << "an encoder's output went elsewhere";
+    ADD_FAILURE() << "a video codec's output went elsewhere";
     return 0;
 }
 
@@ -39,8 +40,13 @@ std::vector<std::string> deliveredHeaders() {
     return copyOf(gHeaders);
 }
 
+std::vector<std::string> deliveredPictures() {
+    return copyOf(gPictures);
+}
+
 void forgetDeliveries() {
     std::lock_guard<std::mutex> lock(gMutex);
+    gPictures.clear();
     gUnits.clear();
     gHeaders.clear();
 }
@@ -56,8 +62,9 @@ void copyHeaderForDecoder(uint8_t* data, int size) {
     append(gHeaders, data, size);
 }
 
-int copyBufferForDecoder(uint8_t*, int) {
-    return unexpected();
+int copyBufferForDecoder(uint8_t* data, int size) {
+    append(gPictures, data, size);
+    return 0;
 }
 
 int copyBufferForAudioEncoder(uint8_t*, int) {

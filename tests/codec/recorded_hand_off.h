@@ -6,9 +6,10 @@
 
 namespace zem::test {
 
-/// The bytes of all encoded units, and of all stream headers, in order of delivery. Any thread.
+/// The bytes of all encoded units, stream headers and decoded pictures, in order of delivery. Any thread.
 std::vector<std::string> deliveredUnits();
 std::vector<std::string> deliveredHeaders();
+std::vector<std::string> deliveredPictures();
 void forgetDeliveries();
 
 }  // namespace zem::test
