@@ -55,9 +55,11 @@ class ReceiveBridge : public Bridge {
     }
     /// Until the output threads have left Java that many times.
     void awaitDeliveries(int count) {
-        while (mVm.detaches() < count) {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (mVm.detaches() < count && std::chrono::steady_clock::now() < limit) {
             std::this_thread::yield();
         }
+        EXPECT_EQ(mVm.detaches(), count);
     }
 
   private:
