@@ -122,6 +122,23 @@ TEST(AvcDecoderChange, HeadersAreAnsweredOneByOne) {
     }
 }
 
+// The decoder has taken one of the new buffers when they are all called back: it must not write to that one.
+TEST(AvcDecoderChange, NewBuffersMayBeFlushed) {
+    const CodedStream stream = codedStream(320, 240, 2);
+    DecoderClient client(kLinear);
+    client.expectSize(64, 48);
+    client.start();
+    client.submit(stream.configuration);
+    client.awaitChange();
+    client.answerChange();
+    client.send({});  // back only when the decoder goes on
+    client.awaitInputsBack();
+    ASSERT_EQ(client.omx->sendCommand(client.node, OMX_CommandFlush, 1), OK);
+    client.send(stream.units[0]);
+    client.send(stream.units[1]);
+    EXPECT_EQ(client.finish().size(), 3u);
+}
+
 // A client that does not answer gets no picture, its buffers are left alone, and it may still stop and start.
 TEST(AvcDecoderChange, NothingIsWrittenToBuffersOfTheOldSize) {
     const CodedStream stream = codedStream(320, 240, 3);
