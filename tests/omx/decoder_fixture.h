@@ -6,26 +6,13 @@
 #include <string>
 
 #include "omx/qcom_omx_interface_decoder.h"
+#include "tests/omx/long_waits.h"
 #include "tests/omx/omx_fixture.h"
 
 namespace zem::test {
 
 constexpr const char* kQcomDecoder = "OMX.qcom.video.decoder.avc";
 constexpr const char* kSecDecoder = "OMX.SEC.avc.dec";
-
-/// Waits last a minute unless they are ended by what they wait for; sleeps hardly anything.
-class LongWaits final : public Clock {
-  public:
-    explicit LongWaits(Clock& before) : mBefore(before) { setClock(this); }
-    ~LongWaits() override { setClock(&mBefore); }
-    LongWaits(const LongWaits&) = delete;
-    LongWaits& operator=(const LongWaits&) = delete;
-    void sleepMicros(int64_t) override { usleep(100); }
-    timespec deadlineAfterMicros(int64_t) override { return {time(nullptr) + 60, 0}; }
-
-  private:
-    Clock& mBefore;
-};
 
 class DecoderTest : public OmxTest {
   protected:
@@ -53,8 +40,12 @@ class DecoderTest : public OmxTest {
         ASSERT_EQ(0, mDecoder->init());
     }
 
-    /// The component finds another size in the stream and reports it.
-    void reportSize(int width, int height, OMX_U32 buffers) {
+    /// The component finds another size in the stream and reports it. The decoder waits for its buffers
+    /// until returnOutputs(), however slow the machine; an impatient one for its usual time.
+    void reportSize(int width, int height, OMX_U32 buffers, bool patient = true) {
+        if (patient) {
+            mPatience = std::make_unique<LongWaits>(mClock);
+        }
         mOmx->setBuffers(1, buffers, 4096);
         auto definition = mOmx->parameter<OMX_PARAM_PORTDEFINITIONTYPE>(OMX_IndexParamPortDefinition, 1);
         definition.format.video.nFrameWidth = static_cast<OMX_U32>(width);
@@ -69,12 +60,14 @@ class DecoderTest : public OmxTest {
     }
     /// Until none is left: some may still be on their way to the component.
     bool returnOutputs() {
-        return eventually([this] {
+        const bool returned = eventually([this] {
             for (const auto id : mOmx->heldBuffers(1)) {
                 mOmx->sendFilled(id, 0);
             }
             return mOmx->buffers(1).empty();
         });
+        mPatience.reset();
+        return returned;
     }
     bool completeDisable(OMX_U32 buffers) {
         mOmx->sendEvent(OMX_EventCmdComplete, OMX_CommandPortDisable, 1);
@@ -91,6 +84,7 @@ class DecoderTest : public OmxTest {
     }
     /// deInit on another thread: its result, or -1000 when it does not end.
     int boundedDeInit(bool bypass) {
+        mPatience.reset();
         auto ended = std::async(std::launch::async, [this, bypass] { return mDecoder->deInit(bypass); });
         if (ended.wait_for(kSoon) != std::future_status::ready) {
             ADD_FAILURE() << "deInit hangs";
@@ -108,6 +102,7 @@ class DecoderTest : public OmxTest {
 
     std::unique_ptr<FakeMediaService> mService;
     std::unique_ptr<QcomOmxInterfaceDecoder> mDecoder;
+    std::unique_ptr<LongWaits> mPatience;
     int mDisables = 0;
     int mEnables = 0;
 };
