@@ -10,6 +10,22 @@ import java.nio.ByteBuffer;
  * in the high bits, in the machine's byte order. Their size is that of the stream:
  * {@link #getDecodedVideoWidth()} x {@link #getDecodedVideoHeight()}. A decoder keeps the size that it
  * learned first; close and open the channel when the sender changes it.
+ *
+ * <p>Most hardware announces the stream's size at its start. The engine then drops the next pictures,
+ * five times as many as the decoder has output buffers (about a second of video), and delivers every one
+ * after them.
+ *
+ * <pre>{@code
+ * try (VideoRxChannel channel = new VideoRxChannel(new BufferPool(4, width * height * 2, 0))) {
+ *     if (!channel.open(width, height)) { ... }
+ *     channel.prime(header, headerSize);      // what the sender's streamHeader() gave
+ *     // one thread, every unit as it comes, the configuration included:
+ *     channel.decode(unit, 0, unitSize);
+ *     // another thread:
+ *     MediaUnit picture = channel.pool().take(1, TimeUnit.SECONDS);
+ *     ... channel.pool().release(picture);
+ * }
+ * }</pre>
  */
 public class VideoRxChannel extends MediaChannel {
     /** {@code id}: H.264 in hardware. The only video codec. */
@@ -40,6 +56,15 @@ public class VideoRxChannel extends MediaChannel {
     /** {@link #decodeVideo} with delivery, safe against a {@link #close()} at the same time. */
     public int decode(ByteBuffer buffer, int offset, int size) {
         return whileOpen(() -> decodeVideo(buffer, offset, size, true));
+    }
+
+    /**
+     * {@link #setEncoderHeader}, safe against a {@link #close()} at the same time. After {@link #open}, which
+     * forgets a header that was set before: what the next {@link #decode} is given is then lost, so give
+     * it the configuration that begins the stream, or the same unit twice.
+     */
+    public int prime(ByteBuffer header, int size) {
+        return whileOpen(() -> setEncoderHeader(header, size));
     }
 
     @Override

@@ -21,6 +21,9 @@ final class CaptureLoop {
     private final VideoTxChannel channel;
     private final long periodNanos;
     private final Progress progress;
+    private final FrameTimes times;
+    private final ReceiverLink link;
+    private final Sampler sampler;
     private final LongList starts = new LongList();
     private final Samples captureTimes = new Samples();
     private final Samples encodeCallTimes = new Samples();
@@ -28,9 +31,13 @@ final class CaptureLoop {
     private long loopNanos;
     private String failure;
 
-    CaptureLoop(VideoTxChannel channel, int fps, Progress progress) {
+    CaptureLoop(VideoTxChannel channel, int fps, Progress progress, FrameTimes times, ReceiverLink link,
+            Sampler sampler) {
         this.channel = channel;
         this.progress = progress;
+        this.times = times;
+        this.link = link;
+        this.sampler = sampler;
         periodNanos = TimeUnit.SECONDS.toNanos(1) / fps;
     }
 
@@ -64,7 +71,7 @@ final class CaptureLoop {
         return last < 1 ? 0 : last * 1e9 / (starts.get(last) - starts.get(0));
     }
 
-    void run(double seconds) {
+    void run(double seconds) throws InterruptedException {
         long begin = System.nanoTime();
         long end = begin + (long) (seconds * 1e9);
         long due = begin;
@@ -72,7 +79,10 @@ final class CaptureLoop {
             if (frame % FRAMES_PER_CAPTURE_SAMPLE == FRAMES_PER_CAPTURE_SAMPLE - 1) {
                 timeOneCapture();
             }
-            captureOne();
+            failure = link.awaitRoom();
+            if (failure == null) {
+                captureOne();
+            }
             progress.update(starts.size(), System.nanoTime() - begin);
             // Late frames are not made up for: that would bunch them.
             due = Math.max(due + periodNanos, System.nanoTime() - periodNanos);
@@ -90,12 +100,17 @@ final class CaptureLoop {
 
     private void captureOne() {
         long start = System.nanoTime();
+        times.add(start);
         int result = channel.capture();
         if (result == 0) {
             encodeCallTimes.add(System.nanoTime() - start);
             starts.add(start);
             refusals = 0;
-        } else if (result == ENCODER_GONE) {
+            sampler.captured(times.size() - 1, channel);
+            return;
+        }
+        times.removeLast();
+        if (result == ENCODER_GONE) {
             failure = "the encoder stopped answering";
         } else if (++refusals == MOST_REFUSALS) {
             failure = "the screen could not be captured or encoded " + refusals + " times in a row";

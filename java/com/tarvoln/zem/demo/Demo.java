@@ -6,8 +6,8 @@ import java.io.IOException;
 import java.nio.file.Files;
 
 /**
- * Captures the screen for a while and keeps what the engine delivers. Started by scripts/demo, which
- * explains the options.
+ * The sender: captures the screen for a while, sends what the engine delivers to the receiver, another
+ * process, and keeps it. Started by scripts/demo, which explains the options.
  */
 public final class Demo {
     /**
@@ -41,36 +41,56 @@ public final class Demo {
 
     /** The session; gives null, or what went wrong. */
     private String run() throws IOException, InterruptedException {
+        try (ReceiverLink link = new ReceiverLink(options.port(), options.chip());
+                Sampler sampler = new Sampler(options.port(), options.config())) {
+            return session(link, sampler);
+        }
+    }
+
+    private String session(ReceiverLink link, Sampler sampler) throws IOException, InterruptedException {
         VideoTxChannel.Config config = options.config();
         BufferPool pool = config.pool();
-        UnitWriter writer = new UnitWriter(pool, options.out().resolve("sent.h264"));
+        FrameTimes times = new FrameTimes();
+        UnitWriter writer = new UnitWriter(pool, options.out().resolve("sent.h264"), times, link);
         Progress progress = new Progress(Boolean.getBoolean("zem.demo.terminal"), writer);
-        writer.start();
         CaptureLoop loop;
         ScreenPicture first;
         try (VideoTxChannel channel = new VideoTxChannel(pool)) {
-            loop = new CaptureLoop(channel, config.fps(), progress);
+            loop = new CaptureLoop(channel, config.fps(), progress, times, link, sampler);
+            byte[] header = channel.streamHeader(config);
+            if (header == null) {
+                return notOpened("gave no stream header for");
+            }
+            link.sendHeader(header);
+            times.add(FrameTimes.UNKNOWN); // the priming frame
+            writer.start();
             if (!channel.open(config)) {
-                return "the engine did not open " + config.width() + "x" + config.height() + " on "
-                        + options.chip() + "; " + options.out().resolve("engine.log") + " says why";
+                return notOpened("did not open");
             }
             first = ScreenPicture.of(channel, config.width(), config.height());
             loop.run(options.seconds());
             // Closing drops what is still inside the codec.
             writer.awaitPictures(PRIMING_FRAMES + loop.starts().size(), DELIVERY_LIMIT_MILLIS);
+            link.sendEnd(); // the other end closes while this one does
         } finally {
             progress.end();
             writer.stop();
         }
-        return conclude(loop, writer, pool, first);
+        LongList arrivals = writer.finish();
+        return conclude(loop, writer, pool.exhausted(), first, deliveryTimes(loop.starts(), arrivals), link);
     }
 
-    private String conclude(CaptureLoop loop, UnitWriter writer, BufferPool pool, ScreenPicture first)
-            throws IOException, InterruptedException {
-        Samples delivery = deliveryTimes(loop.starts(), writer.finish());
+    private String notOpened(String what) {
+        return "the engine " + what + " " + options.config().width() + "x" + options.config().height() + " on "
+                + options.chip() + "; " + options.out().resolve("engine.log") + " says why";
+    }
+
+    private String conclude(CaptureLoop loop, UnitWriter writer, long exhausted, ScreenPicture first, Samples delivery,
+            ReceiverLink link) throws IOException, InterruptedException {
+        String received = link.awaitReport();
         Report report = new Report(options, loop.seconds(), PRIMING_FRAMES + loop.starts().size(),
                 writer.pictures(), writer.configurations(), writer.bytes(), loop.framesPerSecond(),
-                loop.captureTimes(), loop.encodeCallTimes(), delivery, pool.exhausted());
+                loop.captureTimes(), loop.encodeCallTimes(), delivery, exhausted, received);
         Files.writeString(options.out().resolve("summary.json"), report.json());
         if (first != null) {
             first.writePng(options.out().resolve("sent-first.png"));
@@ -83,7 +103,7 @@ public final class Demo {
         if (report.unitsDelivered() != report.framesCaptured()) {
             System.err.println("demo: warning: not every captured frame was delivered");
         }
-        return loop.failure();
+        return loop.failure() != null ? loop.failure() : link.failure();
     }
 
     /**

@@ -14,6 +14,10 @@ final class LongList {
         values[size++] = value;
     }
 
+    void removeLast() {
+        size--;
+    }
+
     long get(int index) {
         return values[index];
     }

@@ -10,26 +10,32 @@ import java.util.Map;
  *
  * @param seconds how long to capture
  * @param out folder for the results; exists
- * @param chip name of the chip profile, for the summary
+ * @param chip name of the chip profile
+ * @param port TCP port on the loopback at which the receiver listens
  */
-record Options(double seconds, Path out, VideoTxChannel.Config config, String chip) {
+record Options(double seconds, Path out, VideoTxChannel.Config config, String chip, int port) {
     static Options parse(String[] args) {
-        Map<String, String> values = new HashMap<>();
-        for (int i = 0; i + 1 < args.length; i += 2) {
-            values.put(args[i], args[i + 1]);
-        }
+        Map<String, String> values = pairs(args);
         VideoTxChannel.Config config = new VideoTxChannel.Config(
                 number(values, "--width"), number(values, "--height"), number(values, "--bitrate"),
                 number(values, "--fps"), number(values, "--gop"), VideoTxChannel.RATE_VARIABLE);
         return new Options(Double.parseDouble(text(values, "--seconds")), Path.of(text(values, "--out")),
-                config, text(values, "--chip"));
+                config, text(values, "--chip"), number(values, "--port"));
+    }
+
+    static Map<String, String> pairs(String[] args) {
+        Map<String, String> values = new HashMap<>();
+        for (int i = 0; i + 1 < args.length; i += 2) {
+            values.put(args[i], args[i + 1]);
+        }
+        return values;
     }
 
     private static int number(Map<String, String> values, String name) {
         return Integer.parseInt(text(values, name));
     }
 
-    private static String text(Map<String, String> values, String name) {
+    static String text(Map<String, String> values, String name) {
         String value = values.get(name);
         if (value == null) {
             throw new IllegalArgumentException(name + " is missing; scripts/demo passes it");

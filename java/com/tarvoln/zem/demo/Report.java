@@ -10,9 +10,11 @@ import java.util.Locale;
  * @param unitsDelivered units with a picture that Java received
  * @param configurationUnits units without one that Java received: the stream's configuration
  * @param fps frames a second in steady state, see {@link CaptureLoop#framesPerSecond()}
+ * @param receiver the other end's figures, a JSON object; null when it did not report
  */
 record Report(Options options, double seconds, int framesCaptured, int unitsDelivered, int configurationUnits,
-        long bytes, double fps, Samples capture, Samples encodeCall, Samples delivery, long poolExhausted) {
+        long bytes, double fps, Samples capture, Samples encodeCall, Samples delivery, long poolExhausted,
+        String receiver) {
     double kbps() {
         return seconds > 0 ? bytes * 8 / 1000.0 / seconds : 0;
     }
@@ -33,12 +35,13 @@ record Report(Options options, double seconds, int framesCaptured, int unitsDeli
                   "capture_ms": %s,
                   "encode_call_ms": %s,
                   "delivery_ms": %s,
-                  "pool_exhausted": %d
+                  "pool_exhausted": %d,
+                  "receiver": %s
                 }
                 """,
                 seconds, options.config().width(), options.config().height(), options.chip(), framesCaptured,
                 unitsDelivered, configurationUnits, bytes, fps, kbps(), capture.json(), encodeCall.json(),
-                delivery.json(), poolExhausted);
+                delivery.json(), poolExhausted, receiver == null ? "null" : receiver.strip().replace("\n", "\n  "));
     }
 
     String text() {

@@ -10,7 +10,8 @@ import java.nio.file.StandardOpenOption;
 import java.util.concurrent.TimeUnit;
 
 /**
- * The consumer: writes every unit to a file as it comes, on a thread of its own, and keeps the books.
+ * The consumer: writes every unit to a file and sends it to the receiver as it comes, on a thread of its own,
+ * and keeps the books.
  * The counters may be read from any thread; the arrival times only after {@link #finish()}.
  */
 final class UnitWriter {
@@ -18,6 +19,8 @@ final class UnitWriter {
 
     private final BufferPool pool;
     private final Path path;
+    private final FrameTimes times;
+    private final ReceiverLink link;
     private final Thread thread = new Thread(this::run, "unit-writer");
 
     /** Arrival of every unit with a picture, in order. Written by the writer's thread only. */
@@ -29,9 +32,11 @@ final class UnitWriter {
     private volatile boolean stop;
     private volatile IOException failure;
 
-    UnitWriter(BufferPool pool, Path path) {
+    UnitWriter(BufferPool pool, Path path, FrameTimes times, ReceiverLink link) {
         this.pool = pool;
         this.path = path;
+        this.times = times;
+        this.link = link;
     }
 
     void start() {
@@ -107,6 +112,7 @@ final class UnitWriter {
     private void write(FileChannel file, MediaUnit unit) throws IOException {
         ByteBuffer payload = unit.payload();
         boolean picture = AnnexB.hasPicture(payload);
+        link.sendUnit(picture ? pictures : -1, picture ? times.get(pictures) : FrameTimes.UNKNOWN, payload.duplicate());
         while (payload.hasRemaining()) {
             file.write(payload);
         }
