@@ -24,9 +24,15 @@ public final class PlayFile {
     /** A decoder's delay on a busy machine. */
     private static final long PICTURE_MILLIS = 500;
 
+    /** No further picture of the first unit, given so often, is to be expected after this. */
+    private static final long QUIET_MILLIS = 500;
+
     private final Path folder;
-    private IOException failure; // guarded by this, as the next
+    private IOException failure; // guarded by this, as all that follows
+    private int came;
     private int written;
+    private boolean joining;
+    private DecodedPicture joined;
 
     private PlayFile(Path folder) {
         this.folder = folder;
@@ -47,7 +53,7 @@ public final class PlayFile {
     private void play(Path file) throws IOException, InterruptedException {
         int units = 0;
         int pictureless = 0;
-        try (StreamDecoder decoder = new StreamDecoder(this::write)) {
+        try (StreamDecoder decoder = new StreamDecoder(this::take)) {
             SequenceHeader.Size size = null;
             for (byte[] unit : AnnexB.accessUnits(Files.readAllBytes(file))) {
                 units++;
@@ -71,23 +77,44 @@ public final class PlayFile {
         return size != null && (told == null || told.equals(size));
     }
 
+    /** All pictures until the decoder is quiet are this unit's; one of them is written. */
     private boolean decodeFirst(StreamDecoder decoder, byte[] unit) throws InterruptedException {
-        for (int i = 0; i < MOST_FIRST_UNITS; i++) {
-            if (decodeOne(decoder, unit, i == 0 ? PICTURE_MILLIS : PICTURE_MILLIS / 5)) {
-                return true;
-            }
+        join(true);
+        boolean first = false;
+        for (int i = 0; i < MOST_FIRST_UNITS && !first; i++) {
+            first = decodeOne(decoder, unit, i == 0 ? PICTURE_MILLIS : PICTURE_MILLIS / 5);
             if (decoder.size() == null) {
-                return false; // no configuration yet
+                break; // no configuration yet
             }
         }
-        return false;
+        while (first && awaitMore(came(), QUIET_MILLIS)) {
+            // one more of it
+        }
+        join(false);
+        return first;
+    }
+
+    private void join(boolean begin) {
+        DecodedPicture picture;
+        synchronized (this) {
+            picture = begin ? null : joined;
+            joining = begin;
+            joined = null;
+        }
+        if (picture != null) {
+            write(picture);
+        }
     }
 
     /** Gives the decoder one unit and waits for its picture to be written. */
     private boolean decodeOne(StreamDecoder decoder, byte[] unit, long limitMillis) throws InterruptedException {
-        int before = written();
+        int before = came();
         decoder.decode(unit);
         return decoder.size() != null && awaitMore(before, limitMillis);
+    }
+
+    private synchronized int came() {
+        return came;
     }
 
     private synchronized int written() {
@@ -96,10 +123,10 @@ public final class PlayFile {
 
     private synchronized boolean awaitMore(int before, long limitMillis) throws InterruptedException {
         long end = System.nanoTime() + TimeUnit.MILLISECONDS.toNanos(limitMillis);
-        while (written == before && failure == null && System.nanoTime() - end < 0) {
+        while (came == before && failure == null && System.nanoTime() - end < 0) {
             wait(10);
         }
-        return written > before;
+        return came > before;
     }
 
     private synchronized void throwFailure() throws IOException {
@@ -108,7 +135,22 @@ public final class PlayFile {
         }
     }
 
-    /** On the decoder's thread for pictures, which has none but this to do. */
+    /** On the decoder's thread for pictures; counts the picture when it is written. */
+    private void take(DecodedPicture picture) {
+        boolean later;
+        synchronized (this) {
+            later = joining;
+            joined = later ? picture : null;
+        }
+        if (!later) {
+            write(picture);
+        }
+        synchronized (this) {
+            came++;
+            notifyAll();
+        }
+    }
+
     private void write(DecodedPicture picture) {
         IOException thrown = null;
         try {
@@ -119,7 +161,6 @@ public final class PlayFile {
         synchronized (this) {
             failure = failure == null ? thrown : failure;
             written += thrown == null ? 1 : 0;
-            notifyAll();
         }
     }
 }

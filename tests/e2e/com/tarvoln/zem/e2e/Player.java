@@ -24,6 +24,13 @@ final class Player {
                 h264.toString(), "-f", "rawvideo", "-");
     }
 
+    /** Writes a stream of a moving picture: a key frame, then frames that build on each other, a slice each. */
+    static void make(Path h264, int width, int height, int frames) throws IOException, InterruptedException {
+        run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=" + width + "x" + height, "-frames:v",
+                Integer.toString(frames), "-pix_fmt", "yuv420p", "-c:v", "libx264", "-preset", "ultrafast", "-bf", "0",
+                "-x264-params", "slices=1:sliced-threads=0:threads=1", "-f", "h264", h264.toString());
+    }
+
     private static byte[] run(String... command) throws IOException, InterruptedException {
         List<String> line = new ArrayList<>();
         Collections.addAll(line, command);

@@ -18,7 +18,8 @@ public final class SessionTest {
     private static final int FRAMES = 30;
     private static final int BITS = 8;
     private static final int SQUARE = 40;
-    private static final int PATCH = 100;
+    private static final int PATCH = 80;
+    private static final int PATCHES_IN_ROW = 7;
     private static final int PATCHES_TOP = 120;
 
     /** Up to this far a coded sample may be from the one that went in. */
@@ -29,7 +30,7 @@ public final class SessionTest {
             Map.of("qcom", 0x2002, "qcom-tiled", 0x2001, "sec", 0, "exynos", 0, "tarn", 0x4001);
 
     private static final int[] COLORS = {0x000000, 0xFFFFFF, 0x808080, 0xFF0000, 0x00FF00, 0x0000FF,
-        0xFFFF00, 0x00FFFF, 0xFF00FF, 0xFF8000, 0xE0AC8C, 0x101010};
+        0xFFFF00, 0x00FFFF, 0xFF00FF, 0xFF8000, 0xE0AC8C, 0x101010, 0xF0F0F0};
 
     private final Screen screen = new Screen();
     private final String chip;
@@ -83,8 +84,8 @@ public final class SessionTest {
 
     private void verifyColors(Picture picture) {
         for (int i = 0; i < COLORS.length; i++) {
-            int x = patchX(i) + PATCH / 2;
-            int y = patchY(i) + PATCH / 2;
+            int x = patchCentreX(i);
+            int y = patchCentreY(i);
             int[] expected = chip.equals("tarn") ? planar(COLORS[i]) : semiPlanar(COLORS[i]);
             int[] got = {picture.luma(x, y), picture.cb(x, y), picture.cr(x, y)};
             for (int c = 0; c < 3; c++) {
@@ -123,11 +124,19 @@ public final class SessionTest {
     }
 
     private static int patchX(int i) {
-        return i % 6 * PATCH + 20;
+        return i % PATCHES_IN_ROW * PATCH + 20;
     }
 
     private static int patchY(int i) {
-        return PATCHES_TOP + i / 6 * PATCH;
+        return PATCHES_TOP + i / PATCHES_IN_ROW * PATCH;
+    }
+
+    static int patchCentreX(int i) {
+        return patchX(i) + PATCH / 2;
+    }
+
+    static int patchCentreY(int i) {
+        return patchY(i) + PATCH / 2;
     }
 
     private void drawNumber(int number) {

@@ -1,0 +1,79 @@
+package com.tarvoln.zem.e2e;
+
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+
+/**
+ * Proves, for one receiving chip (first argument), that the streams that SessionTest recorded (qcom's, tarn's) come
+ * out of the engine picture by picture as a decode from outside, converted here, gives them, word for word; that
+ * the patches have the colours that this pair of chips is known for; and that a size change is followed by closing
+ * and opening. Would catch rows read without their padding, tiles in a wrong order, a chroma plane at the wrong
+ * place or taken for the other one, a picture left out, doubled or upside down, and the converter of one size kept
+ * for the next.
+ */
+public final class ReceiveTest {
+    /** A colour may be this far off, RGB565 and coding included. */
+    private static final int TOLERANCE = 12;
+
+    /**
+     * What SessionTest's patches come back as: columns for senders that swap (Qualcomm, Samsung) to linear and
+     * to tiled receivers, then for tarn to the same. The hues that shift do so by design.
+     */
+    private static final int[][] PATCHES = {
+        {0x000000, 0x000000, 0x000000, 0x000000}, {0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF},
+        {0x808080, 0x828282, 0x808080, 0x828282}, {0xFE0000, 0xDA0000, 0xFF3F10, 0xFF0000},
+        {0x01FF00, 0x15FF00, 0x00F720, 0x00FF00}, {0x0000FE, 0x0137FF, 0x0000CF, 0x0000FF},
+        {0xFFA400, 0xFFCC00, 0xFFDB2F, 0xFFFF00}, {0xFF78FF, 0x27FFFF, 0xFF39EF, 0x00FFFF},
+        {0xFE00FF, 0xED00FF, 0xFF08DF, 0xFF00FF}, {0xFF8000, 0xEE3E00, 0xFFBA20, 0xFF8200},
+        {0xDFAC8C, 0xE29F88, 0xEBC095, 0xF1B591}, {0x101010, 0x000000, 0x101010, 0x000000},
+        {0xF0F0F0, 0xFFFFFF, 0xF0F0F0, 0xFFFFFF}};
+
+    public static void main(String[] args) throws Exception {
+        String chip = args[0];
+        try (Receiving receiving = new Receiving(640, 360)) {
+            for (int sender = 0; sender < 2; sender++) {
+                List<short[]> pictures = verify(chip, receiving, Path.of(args[1 + sender]), 640, 360);
+                int column = 2 * sender + (chip.equals("qcom-tiled") ? 1 : 0);
+                verifyPatches(pictures.get(pictures.size() - 1), column);
+            }
+        }
+        int[][] sizes = {{1280, 720}, {328, 248}};
+        for (int[] size : sizes) {
+            Path file = Path.of(args[3] + size[0]);
+            Player.make(file, size[0], size[1], 3);
+            try (Receiving receiving = new Receiving(size[0], size[1])) {
+                verify(chip, receiving, file, size[0], size[1]);
+                Check.same(size[0], receiving.channel.getDecodedVideoWidth(), "width");
+                Check.same(size[1], receiving.channel.getDecodedVideoHeight(), "height");
+            }
+        }
+    }
+
+    private static List<short[]> verify(String chip, Receiving receiving, Path file, int width, int height)
+            throws Exception {
+        List<byte[]> units = Units.of(Files.readAllBytes(file));
+        List<short[]> pictures = receiving.decodeAll(units);
+        byte[] decoded = Player.decode(file);
+        int frameSize = width * height * 3 / 2;
+        Check.same(decoded.length / frameSize, pictures.size(), "pictures of " + file);
+        for (int i = 0; i < pictures.size(); i++) {
+            Colors.verify(chip, new Picture(decoded, i * frameSize, width, height), pictures.get(i),
+                    chip + ", picture " + i + " of " + file.getFileName());
+        }
+        Check.same(0L, receiving.channel.pool().exhausted(), "exhausted");
+        return pictures;
+    }
+
+    private static void verifyPatches(short[] words, int column) {
+        for (int i = 0; i < PATCHES.length; i++) {
+            int word = words[SessionTest.patchCentreY(i) * 640 + SessionTest.patchCentreX(i)];
+            int[] got = {(word >> 11 & 31) * 255 / 31, (word >> 5 & 63) * 255 / 63, (word & 31) * 255 / 31};
+            for (int c = 0; c < 3; c++) {
+                int expected = PATCHES[i][column] >> 16 - 8 * c & 0xFF;
+                Check.between(expected - TOLERANCE, expected + TOLERANCE, got[c],
+                        "column " + column + ", patch " + i + ", component " + c);
+            }
+        }
+    }
+}

@@ -1,0 +1,82 @@
+package com.tarvoln.zem.e2e;
+
+import com.tarvoln.zem.BufferPool;
+import com.tarvoln.zem.MediaUnit;
+import com.tarvoln.zem.VideoRxChannel;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.concurrent.TimeUnit;
+
+/** A decoder for pictures of one size, fed unit by unit. */
+final class Receiving implements AutoCloseable {
+    /** Five times the largest number of output buffers that a decoder should have, and the first picture. */
+    private static final int MOST_LEFT_OUT = 5 * 6 + 1;
+
+    private final ByteBuffer input = ByteBuffer.allocateDirect(4 << 20);
+    private final int width;
+    private final int height;
+    final VideoRxChannel channel;
+
+    Receiving(int width, int height) {
+        this.width = width;
+        this.height = height;
+        channel = new VideoRxChannel(new BufferPool(4, width * height * 2, 0));
+        Check.that(channel.open(width, height), "the decoder opens");
+    }
+
+    /** The unit's picture as RGB565 words, or null when none comes in time. */
+    short[] decode(byte[] unit, long limitMillis) throws InterruptedException {
+        Check.same(0, feed(unit), "a good unit");
+        return take(limitMillis);
+    }
+
+    int feed(byte[] unit) {
+        input.put(0, unit);
+        return channel.decode(input, 0, unit.length);
+    }
+
+    /** The next picture that has this size, or null. */
+    short[] take(long limitMillis) throws InterruptedException {
+        MediaUnit unit = channel.pool().take(limitMillis, TimeUnit.MILLISECONDS);
+        if (unit == null) {
+            return null;
+        }
+        short[] words = new short[unit.size() / 2];
+        unit.payload().order(ByteOrder.nativeOrder()).asShortBuffer().get(words);
+        channel.pool().release(unit);
+        return words.length == width * height ? words : take(limitMillis);
+    }
+
+    /** Gives the decoder a key frame until its picture comes: the first ones after it learned the size do not. */
+    short[] join(byte[] keyUnit) throws InterruptedException {
+        for (int i = 0; i < MOST_LEFT_OUT; i++) {
+            short[] words = decode(keyUnit, 60);
+            if (words != null) {
+                while (take(300) != null) {
+                    // of the same key frame, on a busy machine
+                }
+                return words;
+            }
+        }
+        throw new AssertionError("no picture after " + MOST_LEFT_OUT + " key frames");
+    }
+
+    /** Every picture of a stream that begins with a key frame. */
+    List<short[]> decodeAll(List<byte[]> units) throws InterruptedException {
+        List<short[]> pictures = new ArrayList<>();
+        pictures.add(join(units.get(0)));
+        for (byte[] unit : units.subList(1, units.size())) {
+            short[] words = decode(unit, 5000);
+            Check.that(words != null, "unit " + pictures.size() + " gives a picture");
+            pictures.add(words);
+        }
+        return pictures;
+    }
+
+    @Override
+    public void close() {
+        channel.close();
+    }
+}
