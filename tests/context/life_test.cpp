@@ -21,6 +21,7 @@ TEST(Session, IsOneForAllFirstCallersAndNewAfterItsEnd) {
         EXPECT_EQ(KivContext::existingInstance(), nullptr);
         KivContext* seen[4] = {};
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (KivContext*& one : seen) {
             threads.emplace_back([&one] { one = KivContext::getInstance(); });
         }

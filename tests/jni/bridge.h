@@ -47,7 +47,7 @@ class Bridge : public ::testing::Test {
             abort();
         }
         JNIEnv* env = mVm.env();
-        const jobject local = mVm.local(self);
+        jobject local = mVm.local(self);
         const int before = mVm.localRefs();
         struct Return {
             ~Return() {
@@ -55,7 +55,7 @@ class Bridge : public ::testing::Test {
                 bridge.mVm.env()->DeleteLocalRef(local);
             }
             Bridge& bridge;
-            const jobject local;
+            jobject local;
             const int before;
         } onReturn{*this, local, before};
         return method(env, local, arguments...);
@@ -64,7 +64,7 @@ class Bridge : public ::testing::Test {
     /// A VideoTxChannel call with a buffer.
     template <class... Numbers>
     jint callWith(FakeObject* buffer, const char* className, const char* name, Numbers... numbers) {
-        const jobject local = buffer != nullptr ? mVm.local(*buffer) : nullptr;
+        jobject local = buffer != nullptr ? mVm.local(*buffer) : nullptr;
         const jint result = call<jint, jobject, Numbers...>(className, name, mPool, local, numbers...);
         mVm.env()->DeleteLocalRef(local);
         return result;

@@ -169,9 +169,10 @@ TEST_F(Delivery, ClosingRacesWithEveryDataCall) {
         fakeEncoder().waitsForClose = round % 2 == 1;
         std::atomic<bool> closed{false};
         std::vector<std::thread> callers;
+        callers.reserve(3);
         for (int i = 0; i < 3; ++i) {
             callers.emplace_back([&closed, session, i, round] {
-                std::vector<uint8_t> bytes(64 * 48 * 4);
+                std::vector<uint8_t> bytes(12288);
                 while (!closed) {
                     i == 0 ? session->captureScreen(1) : session->getVideoEncoderData(bytes.data(), 100);
                     session->getCapturedScreenData(bytes.data(), 64 * 48 * 4);
