@@ -117,6 +117,18 @@ TEST_F(OmxBuffers, FreedWhileTheComponentHasThem) {
         observer->take(3));
 }
 
+TEST_F(OmxBuffers, FreedOneDoesNotComeBackWithTheOthers) {
+    bringTo(OMX_StateExecuting);
+    script->closeGate();
+    ASSERT_EQ(OK, empty(0, "held", 0, 0));
+    ASSERT_EQ(OK, empty(1, "queued", 0, 0));
+    ASSERT_TRUE(eventually([this] { return script->inputs == 1; }));
+    ASSERT_EQ(OK, setState(OMX_StateIdle));
+    ASSERT_EQ(OK, omx->freeBuffer(node, kInputPort, buffers[0][0]));
+    script->openGate();
+    EXPECT_EQ((Lines{emptied(buffers[0][1]), "state 2"}), observer->take(2));
+}
+
 TEST_F(OmxBuffers, IdsAreNeverNullNorUsedTwice) {
     std::set<IOMX::buffer_id> ids;
     std::set<IOMX::node_id> nodes;

@@ -144,19 +144,34 @@ TEST_F(OmxStates, PauseHoldsWhatIsSubmitted) {
 TEST_F(OmxStates, CommandsQueueBehindASlowOne) {
     bringTo(OMX_StateExecuting);
     script->closeGate();
-    ASSERT_EQ(OK, empty(0, "slow", 0, 0));
+    for (const size_t which : {2, 0, 1}) {
+        ASSERT_EQ(OK, empty(which, "slow", 0, 0));
+    }
     ASSERT_TRUE(eventually([this] { return script->inputs == 1; }));
     ASSERT_EQ(OK, setState(OMX_StateIdle));
     ASSERT_EQ(OK, setState(OMX_StateExecuting));
     ASSERT_EQ(OK, setState(OMX_StatePause));
-    EXPECT_NE(OK, fill(0));  // from the moment that Idle was asked for
-    EXPECT_EQ(0U, observer->count() - 2);
+    EXPECT_NE(OK, fill(0));            // from the moment that Idle was asked for
+    EXPECT_EQ(2U, observer->count());  // those of the way to Executing
     script->openGate();
-    EXPECT_EQ((Lines{emptied(buffers[0][0]), "state 2", "state 3", "state 4"}), observer->take(4));
+    EXPECT_EQ((Lines{emptied(buffers[0][2]), emptied(buffers[0][0]), emptied(buffers[0][1]), "state 2",
+                     "state 3", "state 4"}),
+              observer->take(6));
+}
+
+TEST_F(OmxStates, CodingCutShortByACommandGoesOn) {
+    script->keepOutputs = true;  // nothing but the command's end wakes the component again
+    bringTo(OMX_StateExecuting);
+    script->closeGate();
+    ASSERT_EQ(OK, empty(0, "first", 0, 0));
+    ASSERT_EQ(OK, empty(1, "second", 0, 0));
+    ASSERT_TRUE(eventually([this] { return script->inputs == 1; }));
+    ASSERT_EQ(OK, command(OMX_CommandFlush, kOutputPort));
+    script->openGate();
+    EXPECT_EQ((Lines{emptied(buffers[0][0]), "flushed 1", emptied(buffers[0][1])}), observer->take(3));
 }
 
 TEST_F(OmxStates, FlushReturnsOnePortsBuffersOldestFirst) {
-    script->keepOutputs = false;
     bringTo(OMX_StateExecuting);
     ASSERT_EQ(OK, empty(2, "a", 0, 0));
     ASSERT_EQ(OK, empty(0, "b", 0, 0));
@@ -230,6 +245,7 @@ TEST_F(OmxStates, LoadedIsReachedWithAPortHalfEnabledOrDisabled) {
 
 TEST_F(OmxStates, SizeChangeIsAnnouncedOnceWithItsDefinition) {
     script->resizeAtInput = 2;
+    script->resizeAnnouncements = 3;
     OMX_U32 announced[2] = {0, 0};
     observer->hook = [&](const omx_message& msg) {
         if (msg.type == omx_message::EVENT && msg.u.event_data.event == OMX_EventPortSettingsChanged) {

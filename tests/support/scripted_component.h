@@ -29,13 +29,14 @@ class Script {
 
     std::atomic<bool> failCreate{false};
     std::atomic<bool> failStart{false};
-    std::atomic<bool> keepInputs{false};   ///< takes inputs and never returns them
-    std::atomic<bool> keepOutputs{false};  ///< returns inputs, but never fills an output
-    std::atomic<bool> ignoreEos{false};    ///< swallows the end-of-stream mark
-    std::atomic<bool> emitConfig{false};   ///< a 4-byte configuration output before the first copy
-    std::atomic<int> errorAtInput{0};      ///< raises an error event with the n-th input (from 1)
-    std::atomic<int> resizeAtInput{0};     ///< changes the output's size before copying the n-th input
-    OMX_U32 newWidth = 128;                ///< ... to this; set before resizeAtInput
+    std::atomic<bool> keepInputs{false};      ///< takes inputs and never returns them
+    std::atomic<bool> keepOutputs{false};     ///< returns inputs, but never fills an output
+    std::atomic<bool> ignoreEos{false};       ///< swallows the end-of-stream mark
+    std::atomic<bool> emitConfig{false};      ///< a 4-byte configuration output before the first copy
+    std::atomic<int> errorAtInput{0};         ///< raises an error event with the n-th input (from 1)
+    std::atomic<int> resizeAtInput{0};        ///< changes the output's size before copying the n-th input
+    std::atomic<int> resizeAnnouncements{1};  ///< ... and says so this many times
+    OMX_U32 newWidth = 128;                   ///< ... to this; set before resizeAtInput
     OMX_U32 newHeight = 96;
 
     std::atomic<int> created{0};
@@ -208,7 +209,9 @@ class ScriptedComponent final : public Component {
         if (number == mScript->resizeAtInput) {
             mFormat[kOutputPort].nFrameWidth = mScript->newWidth;
             mFormat[kOutputPort].nFrameHeight = mScript->newHeight;
-            io.portSettingsChanged();
+            for (int left = mScript->resizeAnnouncements; left > 0; --left) {
+                io.portSettingsChanged();
+            }
         }
         return true;
     }
