@@ -185,6 +185,12 @@ TEST_F(Delivery, ClosingRacesWithEveryDataCall) {
         if (round % 3 != 0) {
             mPool.waitForUsed(3);
         }
+        if (round % 2 == 0 && round % 5 != 4) {  // where captures go on: let them meet the copies
+            const int enough = fakeScreen().captures + 20;
+            while (fakeScreen().captures < enough) {
+                std::this_thread::yield();
+            }
+        }
         session->closeVideoInput();
         session->closeVideoEncoder();
         closed = true;
