@@ -9,7 +9,7 @@ import com.tarvoln.zem.VideoTxChannel;
  * reports old pixels as new.
  */
 public final class DisplayGoneTest {
-    private static final long LIMIT_MILLIS = 30_000;
+    private static final long LIMIT_MILLIS = 60_000;
 
     public static void main(String[] args) throws Exception {
         VideoTxChannel.Config config = VideoTxChannel.Config.screen(320, 180);
