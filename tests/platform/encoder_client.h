@@ -10,6 +10,8 @@
 
 namespace zem::test {
 
+constexpr OMX_U32 kSemiPlanar = 21;
+
 /// What came out of the output port.
 struct Output {
     std::vector<uint8_t> bytes;
@@ -30,7 +32,6 @@ class EncoderClient : public NodeClient {
     EncoderClient(const EncoderClient&) = delete;
     EncoderClient& operator=(const EncoderClient&) = delete;
 
-    /// Asks for a size on one port.
     status_t setSize(OMX_U32 index, OMX_U32 width, OMX_U32 height, OMX_U32 colorFormat,
                      OMX_U32 frameRateQ16 = 30 << 16) {
         OMX_PARAM_PORTDEFINITIONTYPE wanted = port(index);
@@ -40,6 +41,13 @@ class EncoderClient : public NodeClient {
         wanted.format.video.xFramerate = frameRateQ16;
         wanted.format.video.eColorFormat = static_cast<OMX_COLOR_FORMATTYPE>(colorFormat);
         return setPort(wanted);
+    }
+    /// All that a chip with interleaved chroma is told before it starts.
+    void configure(OMX_U32 width, OMX_U32 height, OMX_U32 bitRate, OMX_U32 control = 2,
+                   OMX_U32 frameRateQ16 = 30 << 16) {
+        EXPECT_EQ(OK, setSize(kInputPort, width, height, kSemiPlanar, frameRateQ16));
+        EXPECT_EQ(OK, setSize(kOutputPort, width, height, kSemiPlanar, frameRateQ16));
+        EXPECT_EQ(OK, setRate(control, bitRate));
     }
     status_t setRate(OMX_U32 control, OMX_U32 bitRate) {
         OMX_VIDEO_PARAM_BITRATETYPE fields{};

@@ -9,7 +9,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/linux/omx_host/component.h"
 
@@ -116,9 +115,8 @@ class ScriptedComponent final : public Component {
 };
 
 /// A registry entry for components of `script`.
-inline ComponentFactory scripted(const std::string& name, const std::shared_ptr<Script>& script,
-                                 std::vector<std::string> roles = {}) {
-    return {name, std::move(roles), [script]() -> std::unique_ptr<Component> {
+inline ComponentFactory scripted(const std::string& name, const std::shared_ptr<Script>& script) {
+    return {name, {}, [script]() -> std::unique_ptr<Component> {
                 return script->failCreate ? nullptr : std::make_unique<ScriptedComponent>(script);
             }};
 }
