@@ -21,8 +21,8 @@ bool clearException(JNIEnv* env, const char* method) {
 /// Null, with the line `whenMissing` and no exception left, when the object has no such method.
 jmethodID findMethod(JNIEnv* env, jobject object, const char* name, const char* signature,
                      const char* whenMissing) {
-    const jclass type = env->GetObjectClass(object);
-    const jmethodID id = env->GetMethodID(type, name, signature);
+    jclass type = env->GetObjectClass(object);
+    jmethodID id = env->GetMethodID(type, name, signature);
     if (id == nullptr) {
         env->ExceptionClear();
         LOGE("%s", whenMissing);
@@ -48,8 +48,8 @@ KivContext::DataCallback::DataCallback(JNIEnv* env, jobject object) : mEnv(env),
     if (mObject == nullptr) {
         return;
     }
-    const jmethodID offset = findMethod(env, mObject, "getBufferOffset", "()I",
-                                        "KivContext::DataCallback, getBufferOffset method not found");
+    jmethodID offset = findMethod(env, mObject, "getBufferOffset", "()I",
+                                  "KivContext::DataCallback, getBufferOffset method not found");
     if (offset != nullptr) {
         mBufferOffset = env->CallIntMethod(mObject, offset);
         if (clearException(env, "getBufferOffset")) {

@@ -3,6 +3,7 @@
 
 #include <binder/Binder.h>
 #include <gui/SurfaceComposerClient.h>
+#include <ui/Rect.h>
 
 #include <cstring>
 
@@ -21,6 +22,11 @@ namespace {
 // What the largest known release's class takes; its constructor writes all of it.
 constexpr size_t kDeviceClientSize = 112;
 
+bool isPlain(const sp<IBinder>& display, const Rect& crop, bool identity) {
+    return display != nullptr && crop.left == 0 && crop.top == 0 && crop.right == 0 && crop.bottom == 0 &&
+           !identity;
+}
+
 }  // namespace
 
 using zem::test::fakeScreen;
@@ -31,13 +37,16 @@ struct ScreenshotClient::Impl {
     uint32_t height = 0;
     int32_t format = 0;
 
-    status_t update(const zem::test::FakeUpdate& asked) {
-        fakeScreen().updates.push_back(asked);
+    status_t update(int arguments, bool plain, uint32_t w, uint32_t h, uint32_t minLayer, uint32_t maxLayer) {
+        fakeScreen().updates.push_back(std::to_string(arguments) + " of " + std::to_string(w) + "x" +
+                                       std::to_string(h) + ", layers " + std::to_string(minLayer) + " to " +
+                                       std::to_string(maxLayer) +
+                                       (plain ? "" : ", not of the whole display"));
         if (fakeScreen().result != OK) {
             return fakeScreen().result;
         }
-        width = asked.width != 0 ? asked.width : fakeScreen().width;
-        height = asked.height != 0 ? asked.height : fakeScreen().height;
+        width = w != 0 ? w : fakeScreen().width;
+        height = h != 0 ? h : fakeScreen().height;
         format = fakeScreen().format;
         const auto shade = static_cast<uint8_t>(fakeScreen().updates.size());
         pixels.assign(size_t{width + 8} * height * 4, shade);  // rows with a gap, as a device's may have
@@ -63,17 +72,17 @@ ScreenshotClient::~ScreenshotClient() {
 }
 
 status_t ScreenshotClient::update(const sp<IBinder>& display, Rect crop, bool identity) {
-    return mImpl->update({3, display != nullptr, crop, 0, 0, 0, 0, identity});
+    return mImpl->update(3, isPlain(display, crop, identity), 0, 0, 0, 0);
 }
 
 status_t ScreenshotClient::update(const sp<IBinder>& display, Rect crop, uint32_t width, uint32_t height,
                                   bool identity) {
-    return mImpl->update({5, display != nullptr, crop, width, height, 0, 0, identity});
+    return mImpl->update(5, isPlain(display, crop, identity), width, height, 0, 0);
 }
 
 status_t ScreenshotClient::update(const sp<IBinder>& display, Rect crop, uint32_t width, uint32_t height,
                                   uint32_t minLayer, uint32_t maxLayer, bool identity) {
-    return mImpl->update({7, display != nullptr, crop, width, height, minLayer, maxLayer, identity});
+    return mImpl->update(7, isPlain(display, crop, identity), width, height, minLayer, maxLayer);
 }
 
 void const* ScreenshotClient::getPixels() const {

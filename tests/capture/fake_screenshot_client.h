@@ -1,23 +1,13 @@
 // The platform's screenshot client with everything that it is asked written down.
 #pragma once
 
-#include <binder/IBinder.h>
-#include <ui/Rect.h>
 #include <utils/Errors.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace zem::test {
-
-/// One call of an update overload, told by its number of arguments.
-struct FakeUpdate {
-    int arguments;
-    bool hadDisplay;
-    android::Rect crop;
-    uint32_t width, height, minLayer, maxLayer;
-    bool identity;
-};
 
 struct FakeScreen {
     // What the next updates answer, and what they find.
@@ -25,7 +15,7 @@ struct FakeScreen {
     uint32_t width = 0, height = 0;  // of full-size captures
     int32_t format = 1;
     // What happened.
-    std::vector<FakeUpdate> updates;
+    std::vector<std::string> updates;  // "ARGUMENTS of WIDTHxHEIGHT, layers MIN to MAX" and what is odd
     int clientsMade = 0;
     int clientsAlive = 0;
     int displayFetches = 0;

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "tests/codec/fake_identification.h"
-#include "tests/support/faulty_omx.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
+#include "tests/support/serve_omx.h"
 
 using zem::test::FakeOmx;
 using zem::test::serveOmx;

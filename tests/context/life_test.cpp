@@ -21,6 +21,7 @@ TEST(Session, IsOneForAllFirstCallersAndNewAfterItsEnd) {
         EXPECT_EQ(KivContext::existingInstance(), nullptr);
         KivContext* seen[4] = {};
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (KivContext*& one : seen) {
             threads.emplace_back([&one] { one = KivContext::getInstance(); });
         }
@@ -59,6 +60,7 @@ TEST(Session, KeepsTheFirstHeaderWhole) {
     copyHeaderForDecoder(big.data(), 100000);
     copyHeaderForDecoder(small.data(), 10);
     poller.join();
+    EXPECT_EQ(context->keepEncoderHeader(small.data(), 10), nullptr);
     EXPECT_EQ(context->encoderHeader()->size, 100000);
     EXPECT_TRUE(logged(4, "copyHeaderForDecoder: encoder header is already existed."));
     EXPECT_EQ(loggedCount("copyHeaderForDecoder: [encoder header: 0x"), 1);

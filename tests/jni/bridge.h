@@ -48,7 +48,7 @@ class Bridge : public ::testing::Test {
             abort();
         }
         JNIEnv* env = mVm.env();
-        const jobject local = mVm.local(self);
+        jobject local = mVm.local(self);
         const int before = mVm.localRefs();
         struct Return {
             ~Return() {
@@ -56,7 +56,7 @@ class Bridge : public ::testing::Test {
                 bridge.mVm.env()->DeleteLocalRef(local);
             }
             Bridge& bridge;
-            const jobject local;
+            jobject local;
             const int before;
         } onReturn{*this, local, before};
         return method(env, local, arguments...);
@@ -65,7 +65,7 @@ class Bridge : public ::testing::Test {
     /// A call on the pool's channel with a buffer.
     template <class... Numbers>
     jint callWith(FakeObject* buffer, const char* className, const char* name, Numbers... numbers) {
-        const jobject local = buffer != nullptr ? mVm.local(*buffer) : nullptr;
+        jobject local = buffer != nullptr ? mVm.local(*buffer) : nullptr;
         const jint result = call<jint, jobject, Numbers...>(className, name, mPool, local, numbers...);
         mVm.env()->DeleteLocalRef(local);
         return result;

@@ -169,9 +169,10 @@ TEST_F(Delivery, ClosingRacesWithEveryDataCall) {
         fakeEncoder().waitsForClose = round % 2 == 1;
         std::atomic<bool> closed{false};
         std::vector<std::thread> callers;
+        callers.reserve(3);
         for (int i = 0; i < 3; ++i) {
             callers.emplace_back([&closed, session, i, round] {
-                std::vector<uint8_t> bytes(64 * 48 * 4);
+                std::vector<uint8_t> bytes(12288);
                 while (!closed) {
                     i == 0 ? session->captureScreen(1) : session->getVideoEncoderData(bytes.data(), 100);
                     session->getCapturedScreenData(bytes.data(), 64 * 48 * 4);
@@ -183,6 +184,12 @@ TEST_F(Delivery, ClosingRacesWithEveryDataCall) {
         }
         if (round % 3 != 0) {
             mPool.waitForUsed(3);
+        }
+        if (round % 2 == 0 && round % 5 != 4) {  // where captures go on: let them meet the copies
+            const int enough = fakeScreen().captures + 20;
+            while (fakeScreen().captures < enough) {
+                std::this_thread::yield();
+            }
         }
         session->closeVideoInput();
         session->closeVideoEncoder();

@@ -145,20 +145,38 @@ TEST_F(DataFlowTest, FinalBufferIsTheOneReservedLast) {
     reserve(component);  // the input has not ended
 }
 
-TEST_F(DataFlowTest, SynchronousComponentsAreWaitedFor) {
+TEST_F(DataFlowTest, SynchronousComponentsAreWaitedForAtMostSoLong) {
     BareComponent component;
     mOmx->setEmptyAnswer(Answer::kNever);
     start(component);
     uint8_t byte = 0;
-    component.mWaitAfterSendData = true;
     mClock.forget();
+    component.mWaitAfterSendData = true;
     EXPECT_EQ(0, component.sendInputData(&byte, 1, 0));
     EXPECT_EQ(1, mClock.waitsOf(100000));
-    mOmx->sendEmptied(mOmx->buffers(0)[0]);  // a late post, not to be taken for the next answer
+    component.mWaitAfterSendBuffer = true;
+    reserve(component);
+    mClock.forget();
+    EXPECT_EQ(0, component.sendInputBuffer(mBuffer, 1, 0));
+    EXPECT_LE(1, mClock.waitsOf(3000000));
+}
+
+TEST_F(DataFlowTest, AnAnswerThatCameLateIsNotTakenForTheNext) {
+    BareComponent component;
+    mOmx->setEmptyAnswer(Answer::kNever);
+    start(component);
+    component.mWaitAfterSendData = true;
+    mOmx->sendEmptied(mOmx->buffers(0)[1]);
     mOmx->waitDelivered();
-    EXPECT_EQ(0, component.sendInputData(&byte, 1, 0));
-    EXPECT_TRUE(component.inputPending());
-    EXPECT_EQ(2, mClock.waitsOf(100000));
+    const EndlessClock clock;
+    uint8_t byte = 0;
+    auto sending = std::async(std::launch::async, [&] { return component.sendInputData(&byte, 1, 0); });
+    EXPECT_EQ(std::future_status::timeout, sending.wait_for(std::chrono::milliseconds(20)));
+    ASSERT_TRUE(eventually([&] { return mOmx->heldBuffers(0).size() == 1; }));
+    mOmx->sendEmptied(mOmx->buffers(0)[0]);
+    ASSERT_EQ(std::future_status::ready, sending.wait_for(kSoon));
+    EXPECT_EQ(0, sending.get());
+    component.deInit(true);
 }
 
 TEST_F(DataFlowTest, UnknownBuffersAreReportedOnce) {
@@ -221,6 +239,8 @@ TEST_F(DataFlowTest, RefusedResubmissionLosesOnlyItsBuffer) {
     ASSERT_TRUE(eventually([&] { return mOutputs.seen().size() == 6; }));
     EXPECT_EQ(1, loggedCount("QCOMOMXINTERFACE - fillBuffer failed w/ error"));
     EXPECT_EQ(0, component.threadError());
+    component.deInit(false);
+    EXPECT_EQ(0, mClock.sleepsOf(2000000)) << "the refused buffer does not count as being out";
 }
 
 TEST_F(DataFlowTest, ComponentsOwnHeapIsWhereItsOutputLies) {

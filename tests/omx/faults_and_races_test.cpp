@@ -155,6 +155,46 @@ TEST_F(SessionTest, BuffersOutliveTheirPortUnderASlowCallback) {
     }
 }
 
+TEST_F(SessionTest, FilledBuffersOfAFreedPortAreForgotten) {
+    BareComponent component;
+    start(component);
+    SlowReader reader;
+    component.registerOutputCallback(SlowReader::callback, &reader);
+    mOmx->queueOutput({4});
+    reader.entered.get_future().wait();
+    const auto held = mOmx->heldBuffers(1);
+    mOmx->forgetCalls();
+    EXPECT_EQ(0, component.freeBuffersOnPort(1));
+    mOmx->sendFilled(held[0], 1);  // too late: unknown by now, and an error
+    reader.leave.set_value();
+    ASSERT_TRUE(eventually([&] { return component.threadError() == 24; }));
+    component.ExitDataOutputThread();
+    EXPECT_EQ(4, reader.sum);
+    EXPECT_EQ(0, mOmx->callCount("fillBuffer"));
+}
+
+TEST_F(SessionTest, DestructionWaitsForTheMessageBeingHandled) {
+    struct Blocker {
+        std::promise<void> entered;
+        std::promise<void> leave;
+    } blocker;
+    auto component = std::make_unique<BareComponent>();
+    start(*component);
+    component->registerInputCallback(
+        [](void* /*interface*/, void* user) {
+            static_cast<Blocker*>(user)->entered.set_value();
+            static_cast<Blocker*>(user)->leave.get_future().wait();
+            return 0;
+        },
+        &blocker);
+    mOmx->sendEmptied(mOmx->buffers(0)[0]);
+    blocker.entered.get_future().wait();
+    auto deletion = std::async(std::launch::async, [&] { component.reset(); });
+    EXPECT_EQ(std::future_status::timeout, deletion.wait_for(std::chrono::milliseconds(20)));
+    blocker.leave.set_value();
+    ASSERT_EQ(std::future_status::ready, deletion.wait_for(kSoon));
+}
+
 TEST_F(SessionTest, OutputThreadCannotJoinItself) {
     BareComponent component;
     start(component);

@@ -31,15 +31,6 @@ class ThreadClock final : public Clock {
     const std::thread::id mThread = std::this_thread::get_id();
 };
 
-/// Waits never run out: only a post ends them.
-class EndlessClock final : public Clock {
-  public:
-    EndlessClock() { setClock(this); }
-    ~EndlessClock() override { setClock(nullptr); }
-    void sleepMicros(int64_t /*micros*/) override {}
-    timespec deadlineAfterMicros(int64_t /*micros*/) override { return {INT32_MAX, 0}; }
-};
-
 using LifecycleTest = OmxTest;
 
 TEST_F(LifecycleTest, WalksTheStatesAndFreesEverythingInOrder) {
@@ -136,9 +127,12 @@ TEST_F(LifecycleTest, ConnectionRefusals) {
     EXPECT_TRUE(logged(6, "QCOMOMXINTERFACE: CODEC NOT FOUND: OMX.none"));
     EXPECT_EQ(6, unlisted.queryForOmxComponent(nullptr));
 
-    BareComponent refused;
-    mOmx->refuse("allocateNode");
-    EXPECT_EQ(4, refused.setupIOMXConnections());
+    {
+        BareComponent refused;
+        mOmx->refuse("allocateNode");
+        EXPECT_EQ(4, refused.setupIOMXConnections());
+    }
+    EXPECT_EQ(0, mOmx->callCount("freeNode"));
     EXPECT_EQ(1, loggedCount(std::string("QCOMOMXINTERFACE - Could not allocate node: ") + kCodec));
 
     mOmx->forgetCalls();
@@ -214,10 +208,13 @@ TEST_F(LifecycleTest, TeardownNeedsNoTimeOut) {
         start(*component);
         auto end = std::async(std::launch::async, [&] {
             if (how[0] == 's') {
-                component->sendEndOfInputFlag(0);
-                EXPECT_EQ(0, component->deInit(false));
+                component->setThreadError(8);  // else it waits for a last frame that nobody sent
+                mOmx->refuse("sendCommand");   // so that no returning buffer wakes the thread instead
+                EXPECT_EQ(20, component->deInit(false));
+                component->ExitDataOutputThread();
             } else if (how[0] == 'a') {
                 EXPECT_EQ(33, component->deInit(true));
+                component->ExitDataOutputThread();
             }
             component.reset();
         });

@@ -68,6 +68,15 @@ struct Outputs {
     std::vector<bool> endedBefore;  // whether the stream had ended when the unit came
 };
 
+/// Waits never run out: only a post ends them.
+class EndlessClock final : public Clock {
+  public:
+    EndlessClock() { setClock(this); }
+    ~EndlessClock() override { setClock(nullptr); }
+    void sleepMicros(int64_t /*micros*/) override {}
+    timespec deadlineAfterMicros(int64_t /*micros*/) override { return {INT32_MAX, 0}; }
+};
+
 /// Polls until `condition` holds; false when it does not within a time that only a hang exceeds.
 inline bool eventually(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + kSoon;

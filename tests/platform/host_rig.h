@@ -1,13 +1,15 @@
-// A client of the component host for tests: one node with a scripted component, and its messages.
+// A client of the component host for tests: one node, its buffers and its messages.
 #pragma once
 
 #include <binder/MemoryDealer.h>
 #include <gtest/gtest.h>
 #include <media/IOMX.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,93 +27,86 @@ using android::omx_message;
 using android::sp;
 using android::status_t;
 
-/// Keeps what a node said, one readable line a message.
-class Recorder final : public android::BnOMXObserver {
-  public:
-    /// Runs in onMessage, before the message is recorded. Set before the node is allocated.
-    std::function<void(const omx_message&)> hook;
-
-    void onMessage(const omx_message& msg) override {
-        if (hook) {
-            hook(msg);
-        }
-        std::lock_guard<std::mutex> lock(mMutex);
-        mLines.push_back(text(msg));
-        mThread = pthread_self();
-        mArrived.notify_all();
-    }
-
-    /// Takes the next `count` lines, waiting for them; fewer when they do not come within 10 s.
-    std::vector<std::string> take(size_t count) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        mArrived.wait_for(lock, std::chrono::seconds(10), [&] { return mLines.size() >= mTaken + count; });
-        const size_t end = std::min(mTaken + count, mLines.size());
-        std::vector<std::string> lines(mLines.begin() + static_cast<long>(mTaken),
-                                       mLines.begin() + static_cast<long>(end));
-        mTaken = end;
-        return lines;
-    }
-    size_t count() const {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mLines.size();
-    }
-    pthread_t thread() const {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mThread;
-    }
-
-    static std::string text(const omx_message& msg) {
-        char line[128];
-        const auto& event = msg.u.event_data;
-        const auto& fill = msg.u.extended_buffer_data;
-        if (msg.type == omx_message::EMPTY_BUFFER_DONE) {
-            snprintf(line, sizeof line, "emptied #%u", msg.u.buffer_data.buffer);
-        } else if (msg.type == omx_message::FILL_BUFFER_DONE) {
-            snprintf(line, sizeof line, "filled #%u len %u flags %x at %lld", fill.buffer, fill.range_length,
-                     fill.flags, static_cast<long long>(fill.timestamp));
-        } else if (event.event == OMX_EventCmdComplete) {
-            static const char* const kCommands[] = {"state", "flushed", "disabled", "enabled"};
-            snprintf(line, sizeof line, "%s %u", kCommands[event.data1 & 3], event.data2);
-        } else if (event.event == OMX_EventPortSettingsChanged) {
-            snprintf(line, sizeof line, "changed %u", event.data1);
-        } else {
-            snprintf(line, sizeof line, "error %x", event.data1);
-        }
-        return line;
-    }
-
-  private:
-    mutable std::mutex mMutex;
-    std::condition_variable mArrived;
-    std::vector<std::string> mLines;  // guarded by mMutex, as the rest
-    size_t mTaken = 0;
-    pthread_t mThread{};
-};
-
 using Lines = std::vector<std::string>;
 
 inline std::string emptied(IOMX::buffer_id id) {
     return "emptied #" + std::to_string(id);
 }
-inline std::string filled(IOMX::buffer_id id, size_t length, const char* flags, int timestamp) {
-    return "filled #" + std::to_string(id) + " len " + std::to_string(length) + " flags " + flags + " at " +
-           std::to_string(timestamp);
+inline std::string filled(IOMX::buffer_id id, size_t length, OMX_U32 flags, OMX_TICKS timestamp) {
+    return "filled #" + std::to_string(id) + " with " + std::to_string(length) + ", flags " +
+           std::to_string(flags) + " at " + std::to_string(timestamp);
 }
+/// An output buffer that came back unused.
 inline std::string drained(IOMX::buffer_id id) {
-    return filled(id, 0, "0", 0);
+    return filled(id, 0, 0, 0);
 }
 
-class HostTest : public ::testing::Test {
-  protected:
-    static constexpr const char* kName = "OMX.test.copy";
+/// Keeps what a node said, one readable line a message.
+class Recorder final : public android::BnOMXObserver {
+  public:
+    /// Runs in onMessage, after the message is recorded. Set before the node is allocated.
+    std::function<void(const omx_message&)> hook;
 
-    HostTest() {
-        ComponentRegistry registry;
-        registry.add(scripted(kName, script));
-        omx = makeOmxHost(std::move(registry));
+    void onMessage(const omx_message& msg) override {
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mLines.push_back(text(msg));
+            mArrived.notify_all();
+        }
+        if (hook) {
+            hook(msg);
+        }
+    }
+    /// Takes the next `count` lines, waiting for them; fewer when they do not come within 10 s.
+    Lines take(size_t count) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mArrived.wait_for(lock, std::chrono::seconds(10), [&] { return mLines.size() >= count; });
+        const auto end = mLines.begin() + static_cast<ptrdiff_t>(std::min(count, mLines.size()));
+        const Lines lines(mLines.begin(), end);
+        mLines.erase(mLines.begin(), end);
+        return lines;
+    }
+    void forget() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mLines.clear();
     }
 
-    void allocate() { ASSERT_EQ(OK, omx->allocateNode(kName, observer, &node)); }
+  private:
+    static std::string text(const omx_message& msg) {
+        if (msg.type == omx_message::EMPTY_BUFFER_DONE) {
+            return emptied(msg.u.buffer_data.buffer);
+        }
+        if (msg.type == omx_message::FILL_BUFFER_DONE) {
+            const auto& fill = msg.u.extended_buffer_data;
+            return filled(fill.buffer, fill.range_length, fill.flags, fill.timestamp);
+        }
+        const auto& event = msg.u.event_data;
+        if (event.event == OMX_EventCmdComplete) {
+            static const char* const kCommands[] = {"state ", "flushed ", "disabled ", "enabled "};
+            return kCommands[event.data1 & 3] + std::to_string(event.data2);
+        }
+        char line[32];
+        snprintf(line, sizeof line, "event %d: %x", event.event, event.data1);
+        return line;
+    }
+
+    std::mutex mMutex;
+    std::condition_variable mArrived;
+    Lines mLines;  // guarded by mMutex; those not yet taken
+};
+
+/// Waits, boundedly, until `done`.
+inline bool eventually(const std::function<bool()>& done) {
+    for (int tries = 0; tries < 10000 && !done(); ++tries) {
+        usleep(1000);
+    }
+    return done();
+}
+
+struct NodeClient {
+    NodeClient(const sp<IOMX>& host, const char* component) : omx(host), name(component) {}
+
+    void allocate() { ASSERT_EQ(OK, omx->allocateNode(name, observer, &node)); }
     status_t command(OMX_COMMANDTYPE kind, OMX_U32 param) {
         return omx->sendCommand(node, kind, static_cast<OMX_S32>(param));
     }
@@ -121,48 +116,39 @@ class HostTest : public ::testing::Test {
         EXPECT_EQ(OK, omx->getState(node, &now));
         return now;
     }
-    OMX_PARAM_PORTDEFINITIONTYPE definition(OMX_U32 port) {
-        OMX_PARAM_PORTDEFINITIONTYPE params{};
-        params.nPortIndex = port;
+    OMX_PARAM_PORTDEFINITIONTYPE port(OMX_U32 index) {
+        OMX_PARAM_PORTDEFINITIONTYPE params{};  // size and version unfilled, as the engine leaves them
+        params.nPortIndex = index;
         EXPECT_EQ(OK, omx->getParameter(node, OMX_IndexParamPortDefinition, &params, sizeof params));
         return params;
     }
-    status_t setDefinition(const OMX_PARAM_PORTDEFINITIONTYPE& params) {
+    status_t setPort(const OMX_PARAM_PORTDEFINITIONTYPE& params) {
         return omx->setParameter(node, OMX_IndexParamPortDefinition, &params, sizeof params);
     }
-    status_t addBuffer(OMX_U32 port) {
+    status_t addBuffer(OMX_U32 index) {
         IOMX::buffer_id id = 0;
         void* data = nullptr;
-        const status_t status = omx->allocateBuffer(node, port, definition(port).nBufferSize, &id, &data);
+        const status_t status = omx->allocateBuffer(node, index, port(index).nBufferSize, &id, &data);
         if (status == OK) {
-            buffers[port].push_back(id);
-            bytes[port].push_back(static_cast<uint8_t*>(data));
+            buffers[index].push_back(id);
+            bytes[index].push_back(static_cast<uint8_t*>(data));
         }
         return status;
     }
-    void populate(OMX_U32 port) {
-        for (OMX_U32 left = definition(port).nBufferCountActual; left > 0; --left) {
-            ASSERT_EQ(OK, addBuffer(port));
+    void populate(OMX_U32 index) {
+        for (OMX_U32 left = port(index).nBufferCountActual; left > 0; --left) {
+            ASSERT_EQ(OK, addBuffer(index));
         }
     }
-    void freeBuffers(OMX_U32 port) {
-        for (const IOMX::buffer_id id : buffers[port]) {
-            EXPECT_EQ(OK, omx->freeBuffer(node, port, id));
+    void freeBuffers(OMX_U32 index) {
+        for (const IOMX::buffer_id id : buffers[index]) {
+            EXPECT_EQ(OK, omx->freeBuffer(node, index, id));
         }
-        buffers[port].clear();
-        bytes[port].clear();
+        buffers[index].clear();
+        bytes[index].clear();
     }
-    /// Another client: nothing heard, no buffers. The present node, if any, stays.
-    void startAfresh() {
-        observer = new Recorder;
-        for (OMX_U32 port = 0; port < kPortCount; ++port) {
-            buffers[port].clear();
-            bytes[port].clear();
-        }
-    }
-    /// A new node in `wanted`, its messages taken.
-    void bringTo(OMX_STATETYPE wanted) {
-        allocate();
+    /// From Loaded; the messages taken.
+    void advanceTo(OMX_STATETYPE wanted) {
         if (wanted == OMX_StateLoaded) {
             return;
         }
@@ -175,7 +161,7 @@ class HostTest : public ::testing::Test {
             ASSERT_EQ(Lines{"state " + std::to_string(wanted)}, observer->take(1));
         }
     }
-    status_t empty(size_t which, const std::string& payload, OMX_U32 flags, OMX_TICKS timestamp) {
+    status_t empty(size_t which, const std::string& payload, OMX_U32 flags = 0, OMX_TICKS timestamp = 0) {
         memcpy(bytes[kInputPort][which], payload.data(), payload.size());
         return omx->emptyBuffer(node, buffers[kInputPort][which], 0, static_cast<OMX_U32>(payload.size()),
                                 flags, timestamp);
@@ -186,28 +172,45 @@ class HostTest : public ::testing::Test {
             ASSERT_EQ(OK, fill(i));
         }
     }
-    /// Waits, boundedly, until `done`.
-    static bool eventually(const std::function<bool()>& done) {
-        for (int tries = 0; tries < 10000 && !done(); ++tries) {
-            usleep(1000);
+
+    sp<IOMX> omx;
+    const char* const name;
+    sp<Recorder> observer = new Recorder;
+    IOMX::node_id node = 0;
+    std::vector<IOMX::buffer_id> buffers[kPortCount];
+    std::vector<uint8_t*> bytes[kPortCount];  // the buffers' memory, in the same order
+};
+
+class HostTest : public ::testing::Test, protected NodeClient {
+  protected:
+    HostTest() : NodeClient(nullptr, "OMX.test.copy") {
+        ComponentRegistry registry;
+        registry.add(scripted(name, script));
+        omx = makeOmxHost(std::move(registry));
+    }
+    /// A new node in `wanted`; the present one, if any, is freed.
+    void bringTo(OMX_STATETYPE wanted) {
+        if (node != 0) {
+            ASSERT_EQ(OK, omx->freeNode(node));
         }
-        return done();
+        for (OMX_U32 index = 0; index < kPortCount; ++index) {
+            buffers[index].clear();
+            bytes[index].clear();
+        }
+        const auto hook = observer->hook;
+        observer = new Recorder;
+        observer->hook = hook;
+        allocate();
+        advanceTo(wanted);
     }
     void TearDown() override {
         script->openGate();
-        if (node != 0) {
-            omx->freeNode(node);  // some tests have freed it themselves
-        }
+        omx->freeNode(node);  // some tests have freed it themselves
         omx.clear();
         EXPECT_EQ(script->created, script->destroyed);
     }
 
     std::shared_ptr<Script> script = std::make_shared<Script>();
-    sp<Recorder> observer = new Recorder;
-    sp<IOMX> omx;
-    IOMX::node_id node = 0;
-    std::vector<IOMX::buffer_id> buffers[kPortCount];
-    std::vector<uint8_t*> bytes[kPortCount];  // the buffers' memory, in the same order
 };
 
 }  // namespace zem::test

@@ -1,6 +1,7 @@
-// Proves who owns a buffer when, that no range leaves it, and that messages keep their order. Would
-// catch a buffer that is submitted twice, lost or returned twice, and a write to one freed under a codec.
-#include <set>
+// Proves which nodes, definitions and buffers are granted, who owns a buffer when, and that no range leaves
+// it. Would catch a structure of the wrong size reaching a component, a buffer too small for the frame that
+// was set, one that is submitted twice, lost or returned twice, and a write to one freed under a codec.
+#include <tuple>
 
 #include "tests/platform/host_rig.h"
 
@@ -9,54 +10,65 @@ namespace {
 
 class OmxBuffers : public HostTest {};
 
-TEST_F(OmxBuffers, DataFlagsAndTimesComeThrough) {
-    script->emitConfig = true;
-    bringTo(OMX_StateExecuting);
-    fillAll();
-    ASSERT_EQ(OK, empty(0, "one", 0, 40));
-    ASSERT_EQ(OK, empty(1, "", OMX_BUFFERFLAG_EOS, -7));
-    EXPECT_EQ((Lines{filled(buffers[1][0], 4, "80", 40), filled(buffers[1][1], 3, "0", 40),
-                     emptied(buffers[0][0]), filled(buffers[1][2], 0, "1", -7), emptied(buffers[0][1])}),
-              observer->take(5));
-    EXPECT_EQ(0, memcmp(bytes[kOutputPort][1], "one", 3));
-    // A part of a buffer.
-    memcpy(bytes[kInputPort][2], "abcdef", 6);
-    ASSERT_EQ(OK, omx->emptyBuffer(node, buffers[kInputPort][2], 2, 3, 0, 1));
-    EXPECT_EQ(filled(buffers[1][3], 3, "0", 1), observer->take(1).at(0));
-    EXPECT_EQ(0, memcmp(bytes[kOutputPort][3], "cde", 3));
+TEST_F(OmxBuffers, NodesAreMadeByKnownNameOnly) {
+    EXPECT_NE(OK, omx->allocateNode("OMX.test", observer, &node));
+    EXPECT_NE(OK, omx->allocateNode(nullptr, observer, &node));
+    EXPECT_NE(OK, omx->allocateNode(name, NULL, &node));
+    EXPECT_NE(OK, omx->allocateNode(name, observer, nullptr));
+    script->failCreate = true;
+    EXPECT_NE(OK, omx->allocateNode(name, observer, &node));
+    EXPECT_EQ(0U, node);
+    EXPECT_NE(OK, omx->freeNode(0));
 }
 
-TEST_F(OmxBuffers, SubmissionsAreChecked) {
-    bringTo(OMX_StateExecuting);
-    script->keepInputs = true;
-    const IOMX::buffer_id in = buffers[kInputPort][0];
-    const IOMX::buffer_id out = buffers[kOutputPort][0];
-    const OMX_U32 size = definition(kInputPort).nBufferSize;
-    struct Row {
-        IOMX::buffer_id buffer;
-        OMX_U32 offset;
-        OMX_U32 length;
-    };
-    const Row refused[] = {{in, 0, size + 1},   {in, size + 1, 0}, {in, 1, size}, {in, 0xFFFFFFFF, 2},
-                           {in, 2, 0xFFFFFFFF}, {out, 0, 1},       {0, 0, 1},     {in + 1000, 0, 1}};
-    for (const Row& row : refused) {
-        EXPECT_NE(OK, omx->emptyBuffer(node, row.buffer, row.offset, row.length, 0, 0))
-            << row.buffer << " " << row.offset << " " << row.length;
+TEST_F(OmxBuffers, DefinitionsAreCheckedByByteCountAndPort) {
+    allocate();
+    const size_t whole = sizeof(OMX_PARAM_PORTDEFINITIONTYPE);
+    for (const auto& [size, index, fine] : {std::tuple(whole, 1U, true),
+                                            {whole, 2U, false},
+                                            {whole - 4, 1U, false},
+                                            {whole + 4, 1U, false},
+                                            {0U, 1U, false},
+                                            {2048U, 1U, false}}) {
+        uint8_t raw[2049] = {};
+        uint8_t* const params = raw + 1;  // a caller's structure may lie at any address
+        memcpy(params + 8, &index, sizeof index);
+        EXPECT_EQ(fine, omx->getParameter(node, OMX_IndexParamPortDefinition, params, size) == OK) << size;
+        EXPECT_EQ(fine, omx->setParameter(node, OMX_IndexParamPortDefinition, params, size) == OK) << size;
     }
-    EXPECT_NE(OK, omx->fillBuffer(node, in));
-    EXPECT_NE(OK, omx->fillBuffer(node, 0));
-    EXPECT_EQ(OK, omx->emptyBuffer(node, in, size, 0, 0, 0));
-    EXPECT_NE(OK, omx->emptyBuffer(node, in, 0, 1, 0, 0));  // the component has it
-    EXPECT_EQ(OK, fill(0));
-    EXPECT_NE(OK, fill(0));
-    ASSERT_EQ(OK, setState(OMX_StateIdle));
-    EXPECT_EQ((Lines{emptied(in), drained(out), "state 2"}), observer->take(3));
-    EXPECT_EQ(1, script->stops);
+    EXPECT_NE(OK, omx->setParameter(node, OMX_IndexParamPortDefinition, nullptr, whole));
+}
+
+TEST_F(OmxBuffers, BufferSizeIsAWishThatTheFrameSizeOverrules) {
+    allocate();
+    const struct {
+        OMX_U32 width, height, wish, size;  // wish 0: written back as read
+    } rows[] = {
+        {1280, 720, 1024000, 1382400},  // too small a wish
+        {1280, 720, 2000000, 2000000},  // a larger one stands,
+        {1280, 720, 0, 2000000},        // ... also when the size is written back,
+        {640, 360, 0, 345600},          // ... but not over a change of the frame's size
+        {66, 50, 0, 4960},              // in multiples of 32
+    };
+    for (const auto& row : rows) {
+        OMX_PARAM_PORTDEFINITIONTYPE params = port(kInputPort);
+        params.format.video.nFrameWidth = row.width;
+        params.format.video.nFrameHeight = row.height;
+        params.nBufferSize = row.wish != 0 ? row.wish : params.nBufferSize;
+        ASSERT_EQ(OK, setPort(params));
+        EXPECT_EQ(row.size, port(kInputPort).nBufferSize) << row.width << "x" << row.height;
+    }
+    OMX_PARAM_PORTDEFINITIONTYPE params = port(kOutputPort);
+    params.nBufferCountActual = 0;
+    EXPECT_NE(OK, setPort(params));
+    params.nBufferCountActual = 4;
+    params.nBufferSize = 0xFFFFFFF0;  // would wrap when rounded
+    EXPECT_NE(OK, setPort(params));
 }
 
 TEST_F(OmxBuffers, AllocationsAreChecked) {
     allocate();
-    const OMX_U32 size = definition(kInputPort).nBufferSize;
+    const OMX_U32 size = port(kInputPort).nBufferSize;
     const sp<android::MemoryDealer> dealer = new android::MemoryDealer(size * 2);
     const sp<android::IMemory> memory = dealer->allocate(size);
     const sp<android::IMemory> small = dealer->allocate(size - 1);
@@ -72,101 +84,56 @@ TEST_F(OmxBuffers, AllocationsAreChecked) {
     EXPECT_NE(OK, omx->allocateBuffer(node, kInputPort, size, &id, nullptr));
     EXPECT_EQ(OK, omx->useBuffer(node, kInputPort, memory, &id));
     EXPECT_NE(OK, omx->freeBuffer(node, kOutputPort, id));
-    EXPECT_NE(OK, omx->freeBuffer(node, kPortCount, id));
     EXPECT_EQ(OK, omx->freeBuffer(node, kInputPort, id));
     EXPECT_NE(OK, omx->freeBuffer(node, kInputPort, id));
 }
 
-// The engine's two ways of handing over memory of its own; it drops its references early.
-TEST_F(OmxBuffers, SharedMemoryIsWorkedInAndKept) {
-    script->bufferCount[kInputPort] = script->bufferCount[kOutputPort] = 1;
-    allocate();
-    ASSERT_EQ(OK, setState(OMX_StateIdle));
-    const OMX_U32 size = definition(kInputPort).nBufferSize;
-    sp<android::MemoryDealer> dealer = new android::MemoryDealer(size * 2);
-    sp<android::IMemory> in = dealer->allocate(size);
-    sp<android::IMemory> out = dealer->allocate(size);
-    IOMX::buffer_id ids[2];
-    ASSERT_EQ(OK, omx->useBuffer(node, kInputPort, in, &ids[0]));
-    ASSERT_EQ(OK, omx->allocateBufferWithBackup(node, kOutputPort, out, &ids[1]));
-    ASSERT_EQ(OK, setState(OMX_StateExecuting));
-    ASSERT_EQ((Lines{"state 2", "state 3"}), observer->take(2));
-    memcpy(in->pointer(), "shared", 6);
-    in.clear();
-    dealer.clear();
-    ASSERT_EQ(OK, omx->emptyBuffer(node, ids[0], 0, 6, 0, 0));
-    ASSERT_EQ(OK, omx->fillBuffer(node, ids[1]));
-    EXPECT_EQ((Lines{filled(ids[1], 6, "0", 0), emptied(ids[0])}), observer->take(2));
-    EXPECT_EQ(0, memcmp(out->pointer(), "shared", 6));
+TEST_F(OmxBuffers, SubmissionsAreChecked) {
+    bringTo(OMX_StateExecuting);
+    const IOMX::buffer_id in = buffers[kInputPort][0];
+    const IOMX::buffer_id out = buffers[kOutputPort][0];
+    const OMX_U32 size = port(kInputPort).nBufferSize;
+    const struct {
+        IOMX::buffer_id buffer;
+        OMX_U32 offset, length;
+    } refused[] = {{in, 0, size + 1},   {in, size + 1, 0}, {in, 1, size}, {in, 0xFFFFFFFF, 2},
+                   {in, 2, 0xFFFFFFFF}, {out, 0, 1},       {0, 0, 1}};
+    for (const auto& row : refused) {
+        EXPECT_NE(OK, omx->emptyBuffer(node, row.buffer, row.offset, row.length, 0, 0))
+            << row.buffer << " " << row.offset << " " << row.length;
+    }
+    EXPECT_NE(OK, omx->fillBuffer(node, in));
+    EXPECT_EQ(OK, omx->emptyBuffer(node, in, size, 0, 0, 0));
+    EXPECT_NE(OK, omx->emptyBuffer(node, in, 0, 1, 0, 0));  // it waits for an output
+    EXPECT_EQ(OK, fill(0));
+    EXPECT_EQ((Lines{drained(out), emptied(in)}), observer->take(2));
+    EXPECT_EQ(OK, fill(0));
+    EXPECT_NE(OK, fill(0));
 }
 
 TEST_F(OmxBuffers, FreedWhileTheComponentHasThem) {
-    bringTo(OMX_StateExecuting);
-    script->closeGate();
-    ASSERT_EQ(OK, empty(0, "first", 0, 1));   // the component holds this one
-    ASSERT_EQ(OK, empty(1, "second", 0, 2));  // this one is queued
-    ASSERT_EQ(OK, empty(2, "third", 0, 3));
-    ASSERT_TRUE(eventually([this] { return script->inputs == 1; }));
-    ASSERT_EQ(OK, omx->freeBuffer(node, kInputPort, buffers[0][0]));
-    ASSERT_EQ(OK, omx->freeBuffer(node, kInputPort, buffers[0][1]));
-    fillAll();
-    script->openGate();
-    // The held one is still coded, from memory that is still there; no message tells of either.
-    EXPECT_EQ(
-        (Lines{filled(buffers[1][0], 5, "0", 1), filled(buffers[1][1], 5, "0", 3), emptied(buffers[0][2])}),
-        observer->take(3));
-}
-
-TEST_F(OmxBuffers, IdsAreNeverNullNorUsedTwice) {
-    std::set<IOMX::buffer_id> ids;
-    std::set<IOMX::node_id> nodes;
-    for (int round = 0; round < 3; ++round) {
-        startAfresh();
-        bringTo(OMX_StateIdle);
-        nodes.insert(node);
-        ids.insert(buffers[0].begin(), buffers[0].end());
-        ids.insert(buffers[1].begin(), buffers[1].end());
-    }
-    EXPECT_EQ(3U, nodes.size());
-    EXPECT_EQ(3U * (script->bufferCount[0] + script->bufferCount[1]), ids.size());
-    EXPECT_EQ(0U, ids.count(0) + nodes.count(0));
-    omx->freeNode(*nodes.begin());
-    EXPECT_NE(OK, omx->freeNode(*nodes.begin()));
-}
-
-// Each filled message must come back with its own time, in order, however fast buffers circulate.
-TEST_F(OmxBuffers, MessagesKeepTheOrderOfTheStream) {
-    constexpr int kUnits = 2000;
-    std::vector<OMX_TICKS> seen;
-    std::mutex mutex;
-    std::vector<size_t> freeInputs = {0, 1, 2};
-    std::condition_variable returned;
-    observer->hook = [&](const omx_message& msg) {
-        if (msg.type == omx_message::FILL_BUFFER_DONE) {
-            seen.push_back(msg.u.extended_buffer_data.timestamp);
-            EXPECT_EQ(OK, omx->fillBuffer(node, msg.u.extended_buffer_data.buffer));
-        } else if (msg.type == omx_message::EMPTY_BUFFER_DONE) {
-            std::lock_guard<std::mutex> lock(mutex);
-            freeInputs.push_back(msg.u.buffer_data.buffer - buffers[kInputPort][0]);
-            returned.notify_one();
+    for (const bool stopping : {false, true}) {
+        SCOPED_TRACE(stopping);
+        bringTo(OMX_StateExecuting);
+        script->inputs = 0;
+        script->closeGate();
+        ASSERT_EQ(OK, empty(0, "first", 0, 1));   // the component holds this one
+        ASSERT_EQ(OK, empty(1, "second", 0, 2));  // this one is queued
+        ASSERT_EQ(OK, empty(2, "third", 0, 3));
+        ASSERT_TRUE(eventually([this] { return script->inputs == 1; }));
+        Lines expected = {emptied(buffers[0][2]), "state 2"};
+        if (stopping) {
+            ASSERT_EQ(OK, setState(OMX_StateIdle));
+        } else {  // the held one is still coded, from memory that is still there
+            fillAll();
+            expected = {filled(buffers[1][0], 5, 0, 1), filled(buffers[1][1], 5, 0, 3),
+                        emptied(buffers[0][2])};
         }
-    };
-    bringTo(OMX_StateExecuting);
-    fillAll();
-    for (int unit = 0; unit < kUnits; ++unit) {
-        std::unique_lock<std::mutex> lock(mutex);
-        ASSERT_TRUE(returned.wait_for(lock, std::chrono::seconds(10), [&] { return !freeInputs.empty(); }));
-        const size_t which = freeInputs.back();
-        freeInputs.pop_back();
-        lock.unlock();
-        ASSERT_EQ(OK, empty(which, "unit", 0, unit));
+        ASSERT_EQ(OK, omx->freeBuffer(node, kInputPort, buffers[0][0]));
+        ASSERT_EQ(OK, omx->freeBuffer(node, kInputPort, buffers[0][1]));
+        script->openGate();
+        EXPECT_EQ(expected, observer->take(expected.size())) << "no message tells of freed ones";
     }
-    ASSERT_EQ(2U * kUnits, observer->take(2U * kUnits).size());
-    ASSERT_EQ(static_cast<size_t>(kUnits), seen.size());
-    for (int unit = 0; unit < kUnits; ++unit) {
-        ASSERT_EQ(unit, seen[static_cast<size_t>(unit)]);
-    }
-    EXPECT_FALSE(pthread_equal(pthread_self(), observer->thread()));
 }
 
 }  // namespace

@@ -23,8 +23,7 @@ class FakeObject;
 struct FakeValue {
     jlong number = 0;
     FakeObject* object = nullptr;
-    std::string thrown;     // not empty: the method throws this
-    std::string violation;  // not empty: the call broke the method's contract; see FakeVm::violations()
+    bool thrown = false;  // the method throws instead
 };
 
 using FakeMethod = std::function<FakeValue(const std::vector<FakeValue>& arguments)>;
@@ -33,48 +32,46 @@ using FakeMethod = std::function<FakeValue(const std::vector<FakeValue>& argumen
 class FakeObject {
   public:
     explicit FakeObject(std::string name) : className(std::move(name)) {}
-    virtual ~FakeObject() = default;
     FakeObject(const FakeObject&) = delete;
     FakeObject& operator=(const FakeObject&) = delete;
 
-    /// Adds a method. It runs on the calling thread with no lock held, so it may block. Before use only.
+    /// Adds a method, whose parameters may be int, boolean and objects. It runs on the calling thread
+    /// with no lock held, so it may block. Before use only.
     void define(const std::string& name, const std::string& signature, FakeMethod method) {
         methods[name + signature] = std::move(method);
-    }
-    /// Adds a field that native code can read (int, long, boolean or object). Before use only.
-    void defineField(const std::string& name, const std::string& signature, FakeValue value) {
-        fields[name + signature] = std::move(value);
     }
 
     const std::string className;  // "java/nio/ByteBuffer"
     std::map<std::string, FakeMethod> methods;
-    std::map<std::string, FakeValue> fields;
+    std::vector<uint8_t>* memory = nullptr;  // what a direct buffer's address is asked from
 };
 
 /// A java.nio.ByteBuffer, direct or on the Java heap. Its bytes end where they end, so that a
 /// sanitizer sees a write behind them.
 class FakeByteBuffer final : public FakeObject {
   public:
-    explicit FakeByteBuffer(size_t capacity, bool isDirect = true)
-        : FakeObject("java/nio/ByteBuffer"), bytes(capacity), direct(isDirect) {}
+    explicit FakeByteBuffer(size_t capacity, bool direct = true)
+        : FakeObject("java/nio/ByteBuffer"), bytes(capacity) {
+        memory = direct ? &bytes : nullptr;
+    }
 
     std::vector<uint8_t> bytes;
-    std::atomic<bool> direct;  // a heap buffer has no address, and capacity -1
 };
 
-/// A Java object that lends buffers: `getBufferOffset`, `getFreeBuffer`, `addUsedBuffer`. It checks that
-/// only lent buffers come back, and that nothing but the announced payload was written.
+/// A Java object that lends buffers: `getBufferOffset`, `getFreeBuffer`, `addUsedBuffer`. The test fails
+/// when another buffer comes back than was lent, or when more than the announced payload was written.
 class FakePool final : public FakeObject {
   public:
     /// `count` free direct buffers of `capacity` bytes each.
-    explicit FakePool(jint offset = 16, int count = 4, size_t capacity = 1024);
+    explicit FakePool(jint firstOffset = 16, int count = 4, size_t capacity = 1024);
     /// Adds one more free buffer, to be lent before the others.
-    FakeByteBuffer& addBuffer(size_t capacity, bool direct = true);
+    void addBuffer(size_t capacity, bool direct = true);
+    /// Before use only.
+    void removeMethod(const std::string& name) { methods.erase(methods.lower_bound(name + "(")); }
 
     /// What one addUsedBuffer call brought.
     struct Used {
         std::vector<uint8_t> payload;  // the announced bytes behind the offset
-        jint size;                     // as announced
         std::thread::id thread;
     };
     /// Everything that came back so far, in order. Any thread, like all that follows.
@@ -84,32 +81,27 @@ class FakePool final : public FakeObject {
     /// The payloads of used() one after the other.
     std::vector<uint8_t> stream() const;
     void forgetUsed();
-    int freeBuffers() const;
     /// Buffers that were borrowed and have not come back.
     int lentBuffers() const;
     /// How often getFreeBuffer was called.
     int requests() const { return mRequests; }
 
-    // Knobs. The first four may change at any time, the others only while no one uses the pool.
     std::atomic<jint> offset;               // what getBufferOffset answers
     std::atomic<bool> exhausted{false};     // getFreeBuffer answers null
-    std::atomic<bool> keepUsed{false};      // used buffers do not become free again
-    std::atomic<const char*> throwing{""};  // name of the method that throws
-    void removeMethod(const std::string& name);
-    std::function<void()> beforeFree;  // runs at the start of getFreeBuffer, on its thread
-    std::function<void()> beforeUsed;  // runs at the start of addUsedBuffer, on its thread
+    std::atomic<const char*> throwing{""};  // name of the method that does nothing but throw
+    std::function<void()> beforeFree;       // runs at the start of getFreeBuffer; set before use only
+    std::function<void()> beforeUsed;       // the same for addUsedBuffer
 
   private:
+    void serve(const char* name, const char* signature, FakeMethod body);
     FakeValue getFreeBuffer();
-    FakeValue addUsedBuffer(const std::vector<FakeValue>& arguments);
-    std::string checkUsed(const FakeByteBuffer* buffer, jlong size) const;
-    bool throws(const char* method) const;
+    FakeValue addUsedBuffer(FakeObject* object, jlong size);
 
     mutable std::mutex mMutex;                   // guards the four lists
     mutable std::condition_variable mUsedAdded;  // mUsed grew
     std::vector<std::unique_ptr<FakeByteBuffer>> mAll;
     std::deque<FakeByteBuffer*> mFree;
-    std::set<FakeByteBuffer*> mLent;
+    std::set<FakeObject*> mLent;
     std::vector<Used> mUsed;
     std::atomic<int> mRequests{0};
 };

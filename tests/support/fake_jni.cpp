@@ -1,98 +1,335 @@
 #include "tests/support/fake_jni.h"
 
-#include <algorithm>
+#include <cstdarg>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <utility>
 
-#include "tests/support/fake_jni_state.h"
+/// jni.h leaves this type open; ours is the method's name and signature, as in FakeObject::methods.
+struct _jmethodID {
+    std::string key;
+};
 
 namespace zem::test {
 
-// References are opaque to the code under test: the handle is the record's address.
-static Reference* recordOf(jobject handle) {
-    return static_cast<Reference*>(static_cast<void*>(handle));
-}
+namespace {
 
-uint64_t thisThread() {
-    static std::atomic<uint64_t> gThreads{0};
-    thread_local const uint64_t number = ++gThreads;
-    return number;
-}
+struct ThreadEnv;
 
-FakeVm::State::State(FakeVm& fake) : knobs(fake) {
-    vm.functions = invokeInterface();
-    vm.state = this;
-}
+/// What a jobject points at. Kept for good, so that a dead one is noticed.
+struct Reference {
+    FakeObject* object;
+    ThreadEnv* owner;  // null for a global reference
+    bool alive;
+};
 
-ThreadEnv* FakeVm::State::attach(bool javaThread) {
-    environments.emplace_back();
-    ThreadEnv* thread = &environments.back();
-    thread->functions = nativeInterface();
-    thread->state = this;
-    thread->thread = thisThread();
-    thread->javaThread = javaThread;
-    current[thread->thread] = thread;
-    return thread;
-}
+/// One thread's environment. Kept for good, so that a late use is noticed.
+struct ThreadEnv : JNIEnv {
+    FakeVm::State* state = nullptr;
+    bool attached = false;
+    bool exceptionPending = false;
+    std::vector<size_t> frames;  // PushLocalFrame: how many references there were
+};
 
-void FakeVm::State::detach(ThreadEnv* thread) {
-    while (!thread->locals.empty()) {
-        endLocal(thread, thread->locals.back());
+}  // namespace
+
+struct FakeVm::State : JavaVM {
+    explicit State(FakeVm& fakeVm);
+
+    FakeVm& fake;
+    JNIInvokeInterface vmTable{};
+    JNINativeInterface envTable{};
+
+    std::mutex mutex;  // guards everything below; never held while a Java method runs
+    std::map<uint64_t, ThreadEnv> environments;
+    std::deque<Reference> references;
+    std::map<std::string, FakeObject> classes;  // by name; a class is a plain object with its methods
+    std::map<std::string, _jmethodID> methodIds;
+    std::vector<NativeTable> natives;
+    std::vector<std::string> violations;
+
+    // All with the mutex held.
+    ThreadEnv& envOfThisThread() {
+        // Thread ids are given to later threads again, these numbers are not.
+        static std::atomic<uint64_t> gThreads{0};
+        thread_local const uint64_t number = ++gThreads;
+        ThreadEnv& thread = environments[number];
+        thread.functions = &envTable;
+        thread.state = this;
+        return thread;
     }
-    thread->attached = false;
-    current.erase(thread->thread);
-}
 
-ThreadEnv* FakeVm::State::envOfThisThread() {
-    const auto found = current.find(thisThread());
-    return found == current.end() ? nullptr : found->second;
-}
+    FakeObject& classNamed(const std::string& name) { return classes.try_emplace(name, name).first->second; }
 
-jobject FakeVm::State::newLocal(ThreadEnv* thread, FakeObject* object) {
-    if (!object) {
-        return nullptr;
+    /// A new reference, global without an owner. Null for null.
+    jobject refer(FakeObject* object, ThreadEnv* owner) {
+        if (object == nullptr) {
+            return nullptr;
+        }
+        ++(owner != nullptr ? fake.mLocals : fake.mGlobals);
+        // Opaque to the code under test.
+        return reinterpret_cast<jobject>(&references.emplace_back(Reference{object, owner, true}));
     }
-    references.push_back({object, thread, true});
-    known.insert(&references.back());
-    auto handle = reinterpret_cast<jobject>(&references.back());
-    if (thread) {
-        thread->locals.push_back(handle);
+
+    void end(Reference& reference) {
+        if (std::exchange(reference.alive, false)) {
+            --(reference.owner != nullptr ? fake.mLocals : fake.mGlobals);
+        }
     }
-    return handle;
-}
 
-void FakeVm::State::endLocal(ThreadEnv* thread, jobject reference) {
-    recordOf(reference)->alive = false;
-    auto& locals = thread->locals;
-    locals.erase(std::find(locals.begin(), locals.end(), reference));
-}
-
-void FakeVm::State::violate(const char* function, const std::string& what) {
-    violations.push_back(std::string(function) + ": " + what);
-}
-
-Reference* FakeVm::State::find(const char* function, ThreadEnv* thread, jobject handle) {
-    if (!handle) {
-        violate(function, "null reference");
-        return nullptr;
+    static jint GetEnv(JavaVM* vm, void** env, jint /*version*/) {
+        auto& state = *static_cast<State*>(vm);
+        std::lock_guard<std::mutex> lock(state.mutex);
+        ThreadEnv& thread = state.envOfThisThread();
+        const bool found = thread.attached && !state.fake.failGetEnv;
+        *env = found && !state.fake.emptyGetEnv ? static_cast<JNIEnv*>(&thread) : nullptr;
+        return found ? JNI_OK : state.fake.failGetEnv ? JNI_ERR : JNI_EDETACHED;
     }
-    Reference* reference = recordOf(handle);
-    if (known.count(reference) == 0) {
-        violate(function, "not a reference");
-    } else if (!reference->alive) {
-        violate(function, "dead reference");
-    } else if (reference->owner && reference->owner != thread) {
-        violate(function, "local reference of another thread");
-    } else {
+
+    static jint AttachCurrentThread(JavaVM* vm, JNIEnv** env, void* /*arguments*/) {
+        auto& state = *static_cast<State*>(vm);
+        std::lock_guard<std::mutex> lock(state.mutex);
+        if (state.fake.failAttach) {
+            return JNI_ERR;
+        }
+        ThreadEnv& thread = state.envOfThisThread();
+        state.fake.mAttaches += std::exchange(thread.attached, true) ? 0 : 1;
+        *env = &thread;
+        return JNI_OK;
+    }
+
+    static jint DetachCurrentThread(JavaVM* vm) {
+        auto& state = *static_cast<State*>(vm);
+        std::lock_guard<std::mutex> lock(state.mutex);
+        ThreadEnv& thread = state.envOfThisThread();
+        if (!std::exchange(thread.attached, false) || thread.exceptionPending) {
+            state.violations.emplace_back("DetachCurrentThread: not attached, or an exception pending");
+        }
+        ++state.fake.mDetaches;
+        return JNI_OK;
+    }
+};
+
+namespace {
+
+enum class Pending { kForbidden, kAllowed };
+
+/// One call of a JNI function. Holds the VM's mutex; its construction checks environment and exception.
+struct Call {
+    Call(JNIEnv* env, const char* name, Pending pending = Pending::kForbidden)
+        : function(name), thread(*static_cast<ThreadEnv*>(env)), state(*thread.state), lock(state.mutex) {
+        if (&state.envOfThisThread() != &thread || !thread.attached) {
+            violate("environment of another or a detached thread");
+        }
+        if (pending == Pending::kForbidden && thread.exceptionPending) {
+            violate("exception pending");
+        }
+    }
+
+    void violate(const char* what) { state.violations.push_back(std::string(function) + ": " + what); }
+
+    /// The live reference behind a handle, which this thread may use; else null, and a violation.
+    Reference* find(jobject handle) {
+        auto* const reference = static_cast<Reference*>(static_cast<void*>(handle));
+        if (reference == nullptr || !reference->alive ||
+            (reference->owner != nullptr && reference->owner != &thread)) {
+            violate("a null or dead reference, or another thread's");
+            return nullptr;
+        }
         return reference;
     }
+
+    /// The object behind a handle; after a violation one without a class.
+    FakeObject& objectOf(jobject handle) {
+        static FakeObject nothing("");
+        Reference* const reference = find(handle);
+        return reference != nullptr ? *reference->object : nothing;
+    }
+
+    template <class Handle = jobject>
+    Handle local(FakeObject* object) {
+        return static_cast<Handle>(state.refer(object, &thread));
+    }
+
+    const char* const function;
+    ThreadEnv& thread;
+    FakeVm::State& state;
+    std::unique_lock<std::mutex> lock;
+};
+
+// --- Classes
+
+jclass FindClass(JNIEnv* env, const char* name) {
+    Call call(env, __func__);
+    return call.local<jclass>(&call.state.classNamed(name));
+}
+
+// The object stands for its class: tests give objects of one class different methods.
+jclass GetObjectClass(JNIEnv* env, jobject object) {
+    Call call(env, __func__);
+    return call.local<jclass>(&call.objectOf(object));
+}
+
+jboolean IsInstanceOf(JNIEnv* env, jobject object, jclass type) {
+    Call call(env, __func__);
+    return call.objectOf(object).className == call.objectOf(type).className;
+}
+
+jmethodID GetMethodID(JNIEnv* env, jclass type, const char* name, const char* signature) {
+    Call call(env, __func__);
+    const std::string key = std::string(name) + signature;
+    if (call.objectOf(type).methods.count(key) == 0) {
+        call.thread.exceptionPending = true;
+        return nullptr;
+    }
+    return &call.state.methodIds.try_emplace(key, _jmethodID{key}).first->second;
+}
+
+jint RegisterNatives(JNIEnv* env, jclass type, const JNINativeMethod* methods, jint count) {
+    Call call(env, __func__);
+    FakeVm::NativeTable& table = call.state.natives.emplace_back();
+    table.className = call.objectOf(type).className;
+    for (const JNINativeMethod* method = methods; method != methods + count; ++method) {
+        table.methods.push_back({method->name, method->signature, method->fnPtr});
+    }
+    return JNI_OK;
+}
+
+// --- Java methods
+
+// The analyzer takes a va_list that is a parameter for one never started.
+// NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+std::vector<FakeValue> readArguments(Call& call, const std::string& key, va_list list) {
+    std::vector<FakeValue> arguments;
+    for (size_t i = key.find('(') + 1; key[i] != ')'; ++i) {
+        FakeValue& value = arguments.emplace_back();
+        if (key[i] == 'L') {
+            jobject const handle = va_arg(list, jobject);
+            value.object = handle != nullptr ? &call.objectOf(handle) : nullptr;
+            i = key.find(';', i);
+        } else {
+            value.number = va_arg(list, jint);  // booleans are passed as such too
+        }
+    }
+    return arguments;
+}
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
+
+// Calls a Java method without the VM's mutex. A method that throws answers 0 or null.
+jvalue invoke(JNIEnv* env, const char* function, jobject object, jmethodID method, va_list list) {
+    jvalue result{};
+    Call call(env, function);
+    FakeObject& target = call.objectOf(object);
+    if (method == nullptr || target.methods.count(method->key) == 0) {
+        call.violate("no such method");
+        return result;
+    }
+    const std::vector<FakeValue> arguments = readArguments(call, method->key, list);
+    call.lock.unlock();
+    const FakeValue answer = target.methods[method->key](arguments);
+    call.lock.lock();
+    call.thread.exceptionPending = answer.thrown;
+    result.j = answer.number;
+    if (answer.object != nullptr) {
+        result.l = call.local(answer.object);
+    }
+    return result;
+}
+
+jobject CallObjectMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
+    return invoke(env, __func__, object, method, list).l;
+}
+
+jboolean CallBooleanMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
+    return invoke(env, __func__, object, method, list).j != 0;
+}
+
+jint CallIntMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
+    return static_cast<jint>(invoke(env, __func__, object, method, list).j);
+}
+
+void CallVoidMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
+    invoke(env, __func__, object, method, list);
+}
+
+jboolean ExceptionCheck(JNIEnv* env) {
+    return Call(env, __func__, Pending::kAllowed).thread.exceptionPending;
+}
+
+void ExceptionClear(JNIEnv* env) {
+    Call(env, __func__, Pending::kAllowed).thread.exceptionPending = false;
+}
+
+// --- References
+
+jobject NewGlobalRef(JNIEnv* env, jobject object) {
+    Call call(env, __func__);
+    return call.state.fake.failNewGlobalRef ? nullptr : call.state.refer(&call.objectOf(object), nullptr);
+}
+
+// DeleteGlobalRef and DeleteLocalRef: real VMs tell the two kinds apart well enough.
+void deleteReference(JNIEnv* env, jobject object) {
+    Call call(env, __func__, Pending::kAllowed);
+    if (Reference* const reference = object != nullptr ? call.find(object) : nullptr) {
+        call.state.end(*reference);
+    }
+}
+
+jint PushLocalFrame(JNIEnv* env, jint /*capacity*/) {
+    Call call(env, __func__);
+    call.thread.frames.push_back(call.state.references.size());
+    return JNI_OK;
+}
+
+jobject PopLocalFrame(JNIEnv* env, jobject /*result*/) {
+    Call call(env, __func__, Pending::kAllowed);
+    for (size_t i = call.thread.frames.back(); i < call.state.references.size(); ++i) {
+        if (call.state.references[i].owner == &call.thread) {
+            call.state.end(call.state.references[i]);
+        }
+    }
+    call.thread.frames.pop_back();
     return nullptr;
 }
 
-FakeClass& FakeVm::State::classNamed(const std::string& name, const std::string& key) {
-    std::unique_ptr<FakeClass>& slot = classes[key];
-    if (!slot) {
-        slot = std::make_unique<FakeClass>(name);
-    }
-    return *slot;
+// --- Direct buffers
+
+void* GetDirectBufferAddress(JNIEnv* env, jobject handle) {
+    std::vector<uint8_t>* const memory = Call(env, __func__).objectOf(handle).memory;
+    return memory != nullptr ? memory->data() : nullptr;
+}
+
+jlong GetDirectBufferCapacity(JNIEnv* env, jobject handle) {
+    const std::vector<uint8_t>* const memory = Call(env, __func__).objectOf(handle).memory;
+    return memory != nullptr ? static_cast<jlong>(memory->size()) : -1;
+}
+
+}  // namespace
+
+FakeVm::State::State(FakeVm& fakeVm) : fake(fakeVm) {
+    vmTable.GetEnv = GetEnv;
+    vmTable.AttachCurrentThread = AttachCurrentThread;
+    vmTable.DetachCurrentThread = DetachCurrentThread;
+    functions = &vmTable;
+    envTable.FindClass = FindClass;
+    envTable.GetObjectClass = GetObjectClass;
+    envTable.IsInstanceOf = IsInstanceOf;
+    envTable.GetMethodID = GetMethodID;
+    envTable.RegisterNatives = RegisterNatives;
+    envTable.CallObjectMethodV = CallObjectMethodV;
+    envTable.CallBooleanMethodV = CallBooleanMethodV;
+    envTable.CallIntMethodV = CallIntMethodV;
+    envTable.CallVoidMethodV = CallVoidMethodV;
+    envTable.ExceptionCheck = ExceptionCheck;
+    envTable.ExceptionClear = ExceptionClear;
+    envTable.NewGlobalRef = NewGlobalRef;
+    envTable.DeleteGlobalRef = deleteReference;
+    envTable.DeleteLocalRef = deleteReference;
+    envTable.PushLocalFrame = PushLocalFrame;
+    envTable.PopLocalFrame = PopLocalFrame;
+    envTable.GetDirectBufferAddress = GetDirectBufferAddress;
+    envTable.GetDirectBufferCapacity = GetDirectBufferCapacity;
 }
 
 FakeVm::FakeVm() : mState(std::make_unique<State>(*this)) {}
@@ -100,25 +337,20 @@ FakeVm::FakeVm() : mState(std::make_unique<State>(*this)) {}
 FakeVm::~FakeVm() = default;
 
 JavaVM* FakeVm::vm() {
-    return &mState->vm;
+    return mState.get();
 }
 
 JNIEnv* FakeVm::env() {
     std::lock_guard<std::mutex> lock(mState->mutex);
-    ThreadEnv* thread = mState->envOfThisThread();
-    return thread ? thread : mState->attach(true);
+    ThreadEnv& thread = mState->envOfThisThread();
+    thread.attached = true;
+    return &thread;
 }
 
-jobject FakeVm::local(FakeObject& target) {
-    env();
+jobject FakeVm::local(FakeObject& object) {
+    auto* const thread = static_cast<ThreadEnv*>(env());
     std::lock_guard<std::mutex> lock(mState->mutex);
-    return mState->newLocal(mState->envOfThisThread(), &target);
-}
-
-FakeObject* FakeVm::object(jobject reference) const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    const Reference* record = recordOf(reference);
-    return mState->known.count(record) != 0 && record->alive ? record->object : nullptr;
+    return mState->refer(&object, thread);
 }
 
 std::vector<std::string> FakeVm::violations() const {
@@ -126,80 +358,14 @@ std::vector<std::string> FakeVm::violations() const {
     return mState->violations;
 }
 
-int FakeVm::globalRefs() const {
+void FakeVm::know(const FakeObject& prototype) {
     std::lock_guard<std::mutex> lock(mState->mutex);
-    const auto& all = mState->references;
-    return static_cast<int>(
-        std::count_if(all.begin(), all.end(), [](const Reference& one) { return one.alive && !one.owner; }));
-}
-
-int FakeVm::localRefs() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    size_t count = 0;
-    for (const ThreadEnv& thread : mState->environments) {
-        count += thread.locals.size();
-    }
-    return static_cast<int>(count);
-}
-
-int FakeVm::attachedThreads() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    return mState->attaches - mState->detaches;
-}
-
-int FakeVm::attaches() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    return mState->attaches;
-}
-
-int FakeVm::detaches() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    return mState->detaches;
-}
-
-void FakeVm::throwException(const std::string& message) {
-    env();
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    mState->envOfThisThread()->pending = message;
-}
-
-std::string FakeVm::pendingException() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    const ThreadEnv* thread = mState->envOfThisThread();
-    return thread ? thread->pending : std::string();
-}
-
-int FakeVm::calls(const std::string& function) const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    const auto found = mState->calls.find(function);
-    return found == mState->calls.end() ? 0 : found->second;
-}
-
-void FakeVm::know(FakeObject& prototype) {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    mState->classNamed(prototype.className, prototype.className).prototype = &prototype;
-}
-
-void FakeVm::removeClass(const std::string& name) {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    mState->removedClasses.insert(name);
+    mState->classNamed(prototype.className).methods = prototype.methods;
 }
 
 std::vector<FakeVm::NativeTable> FakeVm::natives() const {
     std::lock_guard<std::mutex> lock(mState->mutex);
     return mState->natives;
-}
-
-void* FakeVm::nativeAddress(const std::string& className, const std::string& name) const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    for (const NativeTable& table : mState->natives) {
-        for (const NativeMethod& method : table.methods) {
-            if (table.className == className && method.name == name) {
-                return method.function;
-            }
-        }
-    }
-    return nullptr;
 }
 
 }  // namespace zem::test

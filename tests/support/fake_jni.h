@@ -12,56 +12,38 @@
 
 namespace zem::test {
 
-/// One VM. Threads, references, calls and pending exceptions are followed; whatever breaks the rules
-/// of JNI goes into violations(), which every test should find empty at its end. References and
-/// environments are never reused, so that the use of a dead one is always noticed. A JNI function
-/// that is not faked aborts and names its slot in the table. All members: any thread.
+/// One VM, with the JNI functions that the engine and its platform call; the slots of all others are null.
+/// Threads, references and pending exceptions are followed. References are never reused, so that the use
+/// of a dead one is always noticed. All members: any thread.
 class FakeVm {
   public:
-    struct State;
-
     FakeVm();
     ~FakeVm();
-    FakeVm(const FakeVm&) = delete;
-    FakeVm& operator=(const FakeVm&) = delete;
 
     JavaVM* vm();
-
-    /// The calling thread's environment; makes it a Java thread, which may not be detached.
+    /// The calling thread's environment; makes it a Java thread, which has no part in attaches().
     JNIEnv* env();
-    /// A new local reference of the calling Java thread, as native methods get their arguments. Lives
-    /// until DeleteLocalRef, or PopLocalFrame where a test stands for the return to Java.
+    /// A new local reference of the calling Java thread, as native methods get their arguments.
     jobject local(FakeObject& object);
-    /// The object that a live reference points at; null for null or a dead reference.
-    FakeObject* object(jobject reference) const;
 
-    /// What broke the rules, in order: calls with another thread's or a dead environment, with an
-    /// exception pending, with null or dead references, with a null method id; double deletes;
-    /// detaching what is not attached; contracts of Java objects (FakeValue::violation).
+    /// What broke the rules, in order; must be empty at the end: calls with another thread's or a detached
+    /// environment, with an exception pending, with null or dead references or without a method; double
+    /// deletes; detaching what is not attached.
     std::vector<std::string> violations() const;
 
-    /// References alive now. Local ones count on all threads, including those of local().
-    int globalRefs() const;
-    int localRefs() const;
+    /// References alive now. Local ones count on all threads, including those of local(). Detaching ends
+    /// none: native code deletes its own, since the thread may have been attached before.
+    int globalRefs() const { return mGlobals; }
+    int localRefs() const { return mLocals; }
+    /// How often AttachCurrentThread really attached a thread, and DetachCurrentThread detached one.
+    int attaches() const { return mAttaches; }
+    int detaches() const { return mDetaches; }
+    /// The difference; must be 0 at the end.
+    int attachedThreads() const { return mAttaches - mDetaches; }
 
-    /// Threads that AttachCurrentThread attached and nothing has detached yet; must be 0 at the end.
-    int attachedThreads() const;
-    /// How often a thread really became attached, or detached; Java threads never count.
-    int attaches() const;
-    int detaches() const;
-
-    /// Throws on the calling Java thread.
-    void throwException(const std::string& message);
-    /// The message of the exception pending on the calling thread; empty for none.
-    std::string pendingException() const;
-
-    /// How often a function of the tables was called, by its name there ("CallVoidMethodV" for
-    /// env->CallVoidMethod).
-    int calls(const std::string& function) const;
-    /// Makes FindClass and GetMethodID on that class see the methods of `prototype`. Every class name
-    /// can be found, unless it was removed.
-    void know(FakeObject& prototype);
-    void removeClass(const std::string& name);
+    /// Makes FindClass and GetMethodID on that class see the methods of `prototype`. Classes of other names
+    /// are found too, and have none.
+    void know(const FakeObject& prototype);
 
     struct NativeMethod {
         std::string name;
@@ -77,7 +59,14 @@ class FakeVm {
     /// A registered function as a pointer to `Function`; null when there is none.
     template <typename Function>
     Function* native(const std::string& className, const std::string& name) const {
-        return reinterpret_cast<Function*>(nativeAddress(className, name));
+        for (const NativeTable& table : natives()) {
+            for (const NativeMethod& method : table.methods) {
+                if (table.className == className && method.name == name) {
+                    return reinterpret_cast<Function*>(method.function);
+                }
+            }
+        }
+        return nullptr;
     }
 
     // Knobs: how the VM fails.
@@ -86,10 +75,14 @@ class FakeVm {
     std::atomic<bool> failAttach{false};        // AttachCurrentThread answers JNI_ERR
     std::atomic<bool> failNewGlobalRef{false};  // NewGlobalRef answers null
 
-  private:
-    void* nativeAddress(const std::string& className, const std::string& name) const;
+    struct State;  // the fake's own
 
-    std::unique_ptr<State> mState;
+  private:
+    std::atomic<int> mGlobals{0};
+    std::atomic<int> mLocals{0};
+    std::atomic<int> mAttaches{0};
+    std::atomic<int> mDetaches{0};
+    const std::unique_ptr<State> mState;
 };
 
 }  // namespace zem::test

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -15,34 +16,20 @@ class Xvfb {
     /// (":7"; a free one else) or options. Returns when it answers; running() is false when it could not be
     /// started.
     Xvfb(int width, int height, const std::vector<std::string>& more = {}, int depth = 24);
-    ~Xvfb();
+    ~Xvfb() { stop(); }
     Xvfb(const Xvfb&) = delete;
     Xvfb& operator=(const Xvfb&) = delete;
 
-    bool running() const { return mPid > 0; }
-    pid_t pid() const { return mPid; }
+    bool running() const { return !mDisplay.empty(); }
     /// As DISPLAY wants it (":7"); also after stop().
     const std::string& display() const { return mDisplay; }
     /// Ends the server and waits for its end; connections to it break.
     void stop();
 
   private:
+    FILE* mOutput = nullptr;  // the server's; popen's
     pid_t mPid = -1;
     std::string mDisplay;
-};
-
-/// Sets an environment variable (null: takes it away) for its lifetime.
-class ScopedEnvironment {
-  public:
-    ScopedEnvironment(const char* name, const char* value);
-    ~ScopedEnvironment();
-    ScopedEnvironment(const ScopedEnvironment&) = delete;
-    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-
-  private:
-    const std::string mName;
-    std::string mBefore;
-    bool mWasSet;
 };
 
 }  // namespace zem::test

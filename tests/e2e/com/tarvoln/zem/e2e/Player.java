@@ -3,9 +3,6 @@ package com.tarvoln.zem.e2e;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Collections;
-import java.util.List;
 
 /** A standard player of the outside world: ffprobe and ffmpeg. */
 final class Player {
@@ -32,13 +29,11 @@ final class Player {
     }
 
     private static byte[] run(String... command) throws IOException, InterruptedException {
-        List<String> line = new ArrayList<>();
-        Collections.addAll(line, command);
-        ProcessBuilder builder = new ProcessBuilder(line).redirectError(ProcessBuilder.Redirect.INHERIT);
+        ProcessBuilder builder = new ProcessBuilder(command).redirectError(ProcessBuilder.Redirect.INHERIT);
         builder.environment().remove("LD_PRELOAD");
         Process process = builder.start();
         byte[] output = process.getInputStream().readAllBytes();
-        Check.same(0, process.waitFor(), line + " exit code");
+        Check.same(0, process.waitFor(), String.join(" ", command) + ": exit code");
         return output;
     }
 }

@@ -16,10 +16,10 @@ final class Recording {
         this.pool = pool;
     }
 
-    /** Takes units until {@code wanted} have come in all; fails when one takes longer than 5 s. */
+    /** Takes units until {@code wanted} have come in all; fails when one takes longer than 30 s. */
     void takeUntil(int wanted) throws InterruptedException {
         while (units.size() < wanted) {
-            MediaUnit unit = pool.take(5, TimeUnit.SECONDS);
+            MediaUnit unit = pool.take(30, TimeUnit.SECONDS);
             Check.that(unit != null, "only " + units.size() + " of " + wanted + " units came");
             keep(unit);
         }

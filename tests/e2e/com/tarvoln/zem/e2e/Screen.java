@@ -43,9 +43,7 @@ final class Screen {
     static void kill() {
         ProcessHandle server = ProcessHandle.of(Long.getLong("zem.test.server")).orElseThrow();
         server.destroyForcibly();
-        for (int i = 0; server.isAlive() && i < 100; i++) {
-            pause(20);
-        }
+        server.onExit().join();
     }
 
     static void pause(long millis) {

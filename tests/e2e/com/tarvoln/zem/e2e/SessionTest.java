@@ -92,12 +92,14 @@ public final class SessionTest {
                 Check.between(expected[c] - CODING_LOSS, expected[c] + CODING_LOSS, got[c],
                         String.format("%s, patch %06X, component %d", chip, COLORS[i], c));
             }
+            // And as a viewer says it, not depending on the formulas.
+            if (COLORS[i] == 0xFF0000) {
+                Check.that(picture.red(x, y) > 150 && picture.blue(x, y) < 60, "red is red");
+            }
+            if (COLORS[i] == 0x0000FF) {
+                Check.that(picture.blue(x, y) > 150 && picture.red(x, y) < 60, "blue is blue");
+            }
         }
-        // And as a viewer says it, not depending on the formulas above.
-        Check.that(picture.red(patchX(3) + 50, patchY(3) + 50) > 150, "red is red");
-        Check.that(picture.blue(patchX(3) + 50, patchY(3) + 50) < 60, "red is not blue");
-        Check.that(picture.blue(patchX(5) + 50, patchY(5) + 50) > 150, "blue is blue");
-        Check.that(picture.red(patchX(5) + 50, patchY(5) + 50) < 60, "blue is not red");
     }
 
     /** Y, Cb, Cr of a colour, full range. */
