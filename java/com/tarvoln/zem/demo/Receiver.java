@@ -6,6 +6,7 @@ import java.io.EOFException;
 import java.io.IOException;
 import java.net.InetAddress;
 import java.net.ServerSocket;
+import java.net.SocketException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
@@ -46,7 +47,8 @@ public final class Receiver {
             Map<String, String> options = Options.pairs(args);
             new Receiver(options).serve(Path.of(Options.text(options, "--port-file")));
         } catch (IOException | InterruptedException | IllegalArgumentException | UnsatisfiedLinkError e) {
-            System.err.println("demo: receiver: " + (e instanceof EOFException ? "the sender is gone" : e.getMessage()));
+            boolean gone = e instanceof EOFException || e instanceof SocketException;
+            System.err.println("demo: receiver: " + (gone ? "the sender is gone" : e.getMessage()));
             status = 1;
         }
         System.exit(status); // also when a window is open
