@@ -5,9 +5,9 @@ import com.tarvoln.zem.MediaUnit;
 import com.tarvoln.zem.VideoRxChannel;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
-import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
+import java.util.function.BiConsumer;
 
 /** A decoder for pictures of one size, fed unit by unit. */
 final class Receiving implements AutoCloseable {
@@ -63,16 +63,14 @@ final class Receiving implements AutoCloseable {
         throw new AssertionError("no picture after " + MOST_LEFT_OUT + " key frames");
     }
 
-    /** Every picture of a stream that begins with a key frame. */
-    List<short[]> decodeAll(List<byte[]> units) throws InterruptedException {
-        List<short[]> pictures = new ArrayList<>();
-        pictures.add(join(units.get(0)));
-        for (byte[] unit : units.subList(1, units.size())) {
-            short[] words = decode(unit, 5000);
-            Check.that(words != null, "unit " + pictures.size() + " gives a picture");
-            pictures.add(words);
+    /** Decodes a stream that begins with a key frame; each picture goes, with its number, to the check. */
+    void decodeAll(List<byte[]> units, BiConsumer<Integer, short[]> check) throws InterruptedException {
+        check.accept(0, join(units.get(0)));
+        for (int i = 1; i < units.size(); i++) {
+            short[] words = decode(units.get(i), 5000);
+            Check.that(words != null, "unit " + i + " gives a picture");
+            check.accept(i, words);
         }
-        return pictures;
     }
 
     @Override
