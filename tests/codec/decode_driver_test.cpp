@@ -16,7 +16,7 @@
 #include "codec/input_semaphore.h"
 #include "omx/decoder_params.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/faulty_omx.h"
+#include "tests/support/serve_omx.h"
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"

@@ -16,7 +16,7 @@
 #include "tests/codec/recorded_hand_off.h"
 #include "tests/omx/long_waits.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/faulty_omx.h"
+#include "tests/support/serve_omx.h"
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
