@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/codec/fake_identification.h"
-#include "tests/support/log_capture.h"
 
 using zem::test::setIdentification;
 
@@ -21,8 +20,9 @@ TEST(HardwareDetection, BuildIdTable) {
           Case{"8X26", 0x2100}, Case{"8x25", 0x2100}, Case{"8930", 0x2003}, Case{"8975", 0x2003},
           Case{"8964", 0x2003}, Case{"8064", 0x2100}, Case{"8x64", 0x2100}, Case{"8974A-more", 0x2002},
           Case{"7x30", 0}, Case{"897", 0}, Case{"", 0}, Case{nullptr, 0}}) {
-        setIdentification(c.buildId, nullptr);
+        setIdentification(c.buildId, "Hardware : tarn");
         EXPECT_EQ(getQualcommHardwareBase(), c.base) << (c.buildId != nullptr ? c.buildId : "no file");
+        EXPECT_EQ(GetHardwareBase(), c.base != 0 ? static_cast<int>(c.base) : 0x4001);
     }
 }
 
@@ -40,20 +40,9 @@ TEST(HardwareDetection, CpuInfoTable) {
                           Case{"hardware : msm8974\nHardware : tarn\n", 0x4001},
                           Case{"Hardware : else\nHardware : tarn\n", 0}, Case{"cpu : msm8974\n", 0},
                           Case{far.c_str(), 0x2001}, Case{"", 0}, Case{nullptr, 0}}) {
-        setIdentification("7x30", c.cpuInfo);
+        setIdentification("7x30", c.cpuInfo);  // no chip: the second source decides
         EXPECT_EQ(GetHardwareBase(), c.base) << (c.cpuInfo != nullptr ? c.cpuInfo : "no file");
     }
-}
-
-TEST(HardwareDetection, BuildIdWinsAndBothAreLogged) {
-    zem::test::forgetLog();
-    setIdentification("8960", "Hardware : msm8974\n");
-    EXPECT_EQ(GetHardwareBase(), 0x2001);
-    EXPECT_TRUE(zem::test::logged(4, "oxm codec checker: 8960"));
-    EXPECT_TRUE(zem::test::logged(4, "zem check hardware base [0x2001]\n"));
-    setIdentification(nullptr, "Hardware : msm8974\n");
-    EXPECT_EQ(GetHardwareBase(), 0x2002);
-    EXPECT_TRUE(zem::test::logged(4, "zem check hardware [Hardware : msm8974\n]\n"));
 }
 
 TEST(HardwareDetection, AssumedFromNameTable) {

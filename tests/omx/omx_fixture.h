@@ -1,7 +1,6 @@
 // What the tests of the component driver share: a scripted host, a short clock, a bare component.
 #pragma once
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -3,9 +3,9 @@
 
 #include <OMX_Component.h>
 #include <binder/IMemory.h>
-#include <media/IMediaPlayerService.h>
 #include <media/IOMX.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -49,14 +49,15 @@ class FakeOmx : public android::BnOMX {
     /// Number and size in bytes of a port's buffers; setParameter may change the size as it likes.
     void setBuffers(OMX_U32 port, OMX_U32 count, OMX_U32 size);
     /// kNever: a component that hangs; it returns no buffer on Idle either.
-    void setStateAnswer(Answer answer);
-    void setEmptyAnswer(Answer answer);
+    void setStateAnswer(Answer answer) { mStateAnswer = answer; }
+    void setEmptyAnswer(Answer answer) { mEmptyAnswer = answer; }
     /// Runs on the caller of emptyBuffer() for each accepted input; may call queueOutput().
     void setInputHandler(std::function<void(const SentInput&)> handler);
     /// Fails the n-th call from now (1 = the next) whatever it is; 0 fails none. A freeNode or
     /// freeBuffer that fails frees all the same.
-    void refuseCall(int n);
-    /// Fails the n-th call from now of this name, for instance ("useBuffer", 2). Such refusals add up.
+    void refuseCall(int n) { refuse("", n); }
+    /// Fails the n-th call from now of this name, for instance ("useBuffer", 2). Refusals of different
+    /// names add up.
     void refuse(const std::string& call, int n = 1);
     /// While true no message is delivered.
     void holdMessages(bool hold);
@@ -69,7 +70,6 @@ class FakeOmx : public android::BnOMX {
     /// As if the component returned this buffer, known or not.
     void sendEmptied(android::IOMX::buffer_id buffer);
     void sendFilled(android::IOMX::buffer_id buffer, OMX_U32 length, OMX_U32 flags = 0);
-    void send(const android::omx_message& message);
     /// Blocks until every message sent so far was handled. Not on the message thread.
     void waitDelivered();
 
@@ -83,8 +83,8 @@ class FakeOmx : public android::BnOMX {
     void forgetCalls();
     std::vector<SentInput> inputs() const;
     /// Ids of a port's buffers, oldest first, and of those that the component holds.
-    std::vector<android::IOMX::buffer_id> buffers(OMX_U32 port) const;
-    std::vector<android::IOMX::buffer_id> heldBuffers(OMX_U32 port) const;
+    std::vector<android::IOMX::buffer_id> buffers(OMX_U32 port) const { return idsOf(port, false); }
+    std::vector<android::IOMX::buffer_id> heldBuffers(OMX_U32 port) const { return idsOf(port, true); }
     int liveNodes() const;
     int liveBuffers() const;
     /// The structure last set under an index and port, by the engine or the test; zeroed if none was.
@@ -102,55 +102,73 @@ class FakeOmx : public android::BnOMX {
     }
 
     // --- IOMX.
-    bool livesLocally(node_id node, pid_t pid) override;
-    android::status_t listNodes(android::List<ComponentInfo>* list) override;
-    android::status_t allocateNode(const char* name, const android::sp<android::IOMXObserver>& observer,
-                                   node_id* node) override;
-    android::status_t freeNode(node_id node) override;
-    android::status_t sendCommand(node_id node, OMX_COMMANDTYPE cmd, OMX_S32 param) override;
-    android::status_t getParameter(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override;
-    android::status_t setParameter(node_id node, OMX_INDEXTYPE index, const void* params,
-                                   size_t size) override;
-    android::status_t getConfig(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override;
-    android::status_t setConfig(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override;
-    android::status_t getState(node_id node, OMX_STATETYPE* state) override;
-    android::status_t useBuffer(node_id node, OMX_U32 port, const android::sp<android::IMemory>& memory,
-                                buffer_id* buffer) override;
-    android::status_t allocateBuffer(node_id node, OMX_U32 port, size_t size, buffer_id* buffer,
-                                     void** data) override;
-    android::status_t allocateBufferWithBackup(node_id node, OMX_U32 port,
-                                               const android::sp<android::IMemory>& memory,
-                                               buffer_id* buffer) override;
-    android::status_t freeBuffer(node_id node, OMX_U32 port, buffer_id buffer) override;
-    android::status_t fillBuffer(node_id node, buffer_id buffer) override;
-    android::status_t emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OMX_U32 length,
-                                  OMX_U32 flags, OMX_TICKS timestamp) override;
-    android::status_t getExtensionIndex(node_id node, const char* name, OMX_INDEXTYPE* index) override;
+    using status_t = android::status_t;
+    using sp_memory = android::sp<android::IMemory>;
+    status_t listNodes(android::List<ComponentInfo>* list) override;
+    status_t allocateNode(const char* name, const android::sp<android::IOMXObserver>& observer,
+                          node_id* node) override;
+    status_t freeNode(node_id node) override;
+    status_t sendCommand(node_id node, OMX_COMMANDTYPE cmd, OMX_S32 param) override;
+    status_t getParameter(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override {
+        return load("getParameter", node, index, params, size);
+    }
+    status_t setParameter(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override {
+        return store("setParameter", node, index, params, size);
+    }
+    status_t getConfig(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override {
+        return load("getConfig", node, index, params, size);
+    }
+    status_t setConfig(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override {
+        return store("setConfig", node, index, params, size);
+    }
+    status_t useBuffer(node_id node, OMX_U32 port, const sp_memory& memory, buffer_id* buffer) override {
+        return addBuffer("useBuffer", node, port, memory, buffer);
+    }
+    status_t allocateBuffer(node_id node, OMX_U32 port, size_t size, buffer_id* buffer, void** data) override;
+    status_t allocateBufferWithBackup(node_id node, OMX_U32 port, const sp_memory& memory,
+                                      buffer_id* buffer) override {
+        return addBuffer("allocateBufferWithBackup", node, port, memory, buffer);
+    }
+    status_t freeBuffer(node_id node, OMX_U32 port, buffer_id buffer) override;
+    status_t fillBuffer(node_id node, buffer_id buffer) override;
+    status_t emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OMX_U32 length, OMX_U32 flags,
+                         OMX_TICKS timestamp) override;
 
-    // What the engine never calls: INVALID_OPERATION.
-    android::status_t storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) override;
-    android::status_t prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) override;
-    android::status_t configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) override;
-    android::status_t enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) override;
-    android::status_t getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) override;
-    android::status_t useGraphicBuffer(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
-                                       buffer_id*) override;
-    android::status_t updateGraphicBufferInMeta(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
-                                                buffer_id) override;
-    android::status_t createInputSurface(node_id, OMX_U32,
-                                         android::sp<android::IGraphicBufferProducer>*) override;
-    android::status_t signalEndOfInputStream(node_id) override;
-    android::status_t setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) override;
+    // What the engine never calls.
+    bool livesLocally(node_id, pid_t) override { return true; }
+    status_t getState(node_id, OMX_STATETYPE*) override { return kUnused; }
+    status_t getExtensionIndex(node_id, const char*, OMX_INDEXTYPE*) override { return kUnused; }
+    status_t storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) override { return kUnused; }
+    status_t prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) override {
+        return kUnused;
+    }
+    status_t configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) override {
+        return kUnused;
+    }
+    status_t enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) override { return kUnused; }
+    status_t getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) override { return kUnused; }
+    status_t useGraphicBuffer(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
+                              buffer_id*) override {
+        return kUnused;
+    }
+    status_t updateGraphicBufferInMeta(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
+                                       buffer_id) override {
+        return kUnused;
+    }
+    status_t createInputSurface(node_id, OMX_U32, android::sp<android::IGraphicBufferProducer>*) override {
+        return kUnused;
+    }
+    status_t signalEndOfInputStream(node_id) override { return kUnused; }
+    status_t setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) override { return kUnused; }
 
   protected:
     ~FakeOmx() override;
 
   private:
+    static constexpr status_t kUnused = android::INVALID_OPERATION;
     struct Buffer {
-        buffer_id id;
         OMX_U32 port;
-        android::sp<android::IMemory> memory;  // null: the component's own, below
-        std::vector<uint8_t> own;
+        sp_memory memory;
     };
     struct Output {
         std::vector<uint8_t> bytes;
@@ -160,46 +178,48 @@ class FakeOmx : public android::BnOMX {
         android::sp<android::IOMXObserver> observer;  // kept after freeNode, for late messages
         bool live = true;
         int state = OMX_StateLoaded;
-        int wanted = OMX_StateLoaded;  // differs from `state` while a transition is under way
-        std::deque<Buffer> buffers;    // addresses stay while buffers are added
-        std::vector<buffer_id> held;   // in order of arrival
-        std::deque<Output> outputs;    // waiting for a buffer
+        int wanted = OMX_StateLoaded;         // differs from `state` while a transition is under way
+        std::map<buffer_id, Buffer> buffers;  // ids ascend: oldest first
+        std::vector<buffer_id> held;          // by the component, in order of arrival
+        std::deque<Output> outputs;           // waiting for a buffer
     };
-    using Key = std::pair<OMX_U32, OMX_U32>;  // index, port
 
-    // All below are called with mMutex held.
+    // These are called with mMutex held.
     bool refused(const std::string& name, const std::string& arguments);
     Node* liveNode(node_id node);
-    static Buffer* findBuffer(Node& node, buffer_id id);
-    static bool holds(const Node& node, buffer_id id);
-    android::status_t addBuffer(node_id node, OMX_U32 port, Buffer buffer, buffer_id* id);
+    Buffer* submit(node_id node, OMX_U32 port, buffer_id id);
     bool populated(const Node& node) const;
     void progress(node_id id, Node& node);
     void returnAll(node_id id, Node& node);
     void pumpOutputs(node_id id, Node& node);
     void post(const android::omx_message& message);
+    void postEvent(node_id node, OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2);
+    void postEmptied(node_id node, buffer_id buffer);
+    void postFilled(node_id node, buffer_id buffer, OMX_U32 length, OMX_U32 flags);
 
     // These take mMutex.
-    android::status_t load(const char* call, node_id node, OMX_U32 index, void* params, size_t size);
-    android::status_t store(const char* call, node_id node, OMX_U32 index, const void* params, size_t size);
+    status_t addBuffer(const char* call, node_id node, OMX_U32 port, const sp_memory& memory, buffer_id* id);
+    status_t load(const char* call, node_id node, OMX_U32 index, void* params, size_t size);
+    status_t store(const char* call, node_id node, OMX_U32 index, const void* params, size_t size);
+    bool accepts(const char* call, node_id node, OMX_U32 index, const void* params);
     bool loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const;
     void storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size);
+    std::vector<buffer_id> idsOf(OMX_U32 port, bool heldOnly) const;
     void settle(Answer answer);
     void deliverMessages();
 
-    mutable std::mutex mMutex;  // guards all fields; never held while a message is delivered
+    std::atomic<Answer> mStateAnswer{Answer::kLater};
+    std::atomic<Answer> mEmptyAnswer{Answer::kLater};
+    mutable std::mutex mMutex;  // guards all below; never held while a message is delivered
     std::condition_variable mChanged;
-    std::vector<std::string> mComponents;
-    Answer mStateAnswer = Answer::kLater;
-    Answer mEmptyAnswer = Answer::kLater;
+    const std::vector<std::string> mComponents;
     std::function<void(const SentInput&)> mInputHandler;
-    int mRefuseCall = 0;
-    std::vector<std::pair<std::string, int>> mRefusals;
+    std::map<std::string, int> mRefusals;  // calls left until one fails, by name; "" for any
     bool mHold = false;
     bool mQuit = false;
     std::vector<std::string> mCalls;
     std::vector<SentInput> mInputs;
-    std::map<Key, std::vector<uint8_t>> mParameters;
+    std::map<std::pair<OMX_U32, OMX_U32>, std::vector<uint8_t>> mParameters;  // by index and port
     std::map<node_id, Node> mNodes;
     node_id mLastNode = 0;
     buffer_id mLastBuffer = 100;

@@ -1,13 +1,12 @@
 // The calls of IOMX, as the scripted components answer them.
+#include <binder/MemoryDealer.h>
+
 #include <algorithm>
 #include <cstring>
 #include <sstream>
 
-#include "tests/support/omx_messages.h"
 #include "tests/support/omx_proxy.h"
 
-using android::IMemory;
-using android::IOMXObserver;
 using android::sp;
 using android::status_t;
 
@@ -15,13 +14,10 @@ namespace zem::test {
 namespace {
 
 constexpr size_t kHeaderBytes = 12;  // nSize, nVersion, nPortIndex: the start of every structure
-constexpr OMX_U32 kPortDefinition = OMX_IndexParamPortDefinition;
 
-OMX_U32 portOf(const void* params, size_t size) {
+OMX_U32 portOf(const void* params) {
     OMX_U32 port = 0;
-    if (size >= kHeaderBytes) {
-        memcpy(&port, static_cast<const uint8_t*>(params) + 8, sizeof port);
-    }
+    memcpy(&port, static_cast<const uint8_t*>(params) + 8, sizeof port);
     return port;
 }
 
@@ -33,33 +29,27 @@ std::string text(const Values&... values) {
 }
 
 std::string hex(OMX_U32 index) {
-    std::ostringstream out;
-    out << std::hex << index;
-    return out.str();
+    char digits[9];
+    snprintf(digits, sizeof digits, "%x", static_cast<unsigned>(index));
+    return digits;
 }
 
 }  // namespace
 
+/// Remembers a call; true when the script lets it fail.
+bool FakeOmx::refused(const std::string& name, const std::string& arguments) {
+    mCalls.push_back(name + arguments);
+    bool refuse = false;
+    for (auto& refusal : mRefusals) {
+        const bool meant = refusal.first.empty() || refusal.first == name;
+        refuse |= meant && refusal.second > 0 && --refusal.second == 0;
+    }
+    return refuse;
+}
+
 FakeOmx::Node* FakeOmx::liveNode(node_id node) {
     const auto entry = mNodes.find(node);
     return entry != mNodes.end() && entry->second.live ? &entry->second : nullptr;
-}
-
-FakeOmx::Buffer* FakeOmx::findBuffer(Node& node, buffer_id id) {
-    for (Buffer& buffer : node.buffers) {
-        if (buffer.id == id) {
-            return &buffer;
-        }
-    }
-    return nullptr;
-}
-
-bool FakeOmx::holds(const Node& node, buffer_id id) {
-    return std::find(node.held.begin(), node.held.end(), id) != node.held.end();
-}
-
-bool FakeOmx::livesLocally(node_id /*node*/, pid_t /*pid*/) {
-    return true;
 }
 
 status_t FakeOmx::listNodes(android::List<ComponentInfo>* list) {
@@ -75,7 +65,7 @@ status_t FakeOmx::listNodes(android::List<ComponentInfo>* list) {
     return android::OK;
 }
 
-status_t FakeOmx::allocateNode(const char* name, const sp<IOMXObserver>& observer, node_id* node) {
+status_t FakeOmx::allocateNode(const char* name, const sp<android::IOMXObserver>& observer, node_id* node) {
     const std::lock_guard<std::mutex> lock(mMutex);
     if (refused("allocateNode", text(name))) {
         return android::UNKNOWN_ERROR;
@@ -92,37 +82,35 @@ status_t FakeOmx::freeNode(node_id node) {
     if (entry == nullptr) {
         return android::BAD_VALUE;
     }
+    const sp<android::IOMXObserver> observer = entry->observer;
+    *entry = Node{};
+    entry->observer = observer;
     entry->live = false;
-    entry->buffers.clear();
-    entry->held.clear();
-    entry->outputs.clear();
     return refuse ? android::UNKNOWN_ERROR : android::OK;
 }
 
 status_t FakeOmx::sendCommand(node_id node, OMX_COMMANDTYPE cmd, OMX_S32 param) {
-    Answer answer = Answer::kNever;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         Node* entry = liveNode(node);
         if (refused("sendCommand", text(static_cast<int>(cmd), param)) || entry == nullptr) {
             return android::UNKNOWN_ERROR;
         }
-        answer = mStateAnswer;
         if (cmd == OMX_CommandStateSet) {
             entry->wanted = param;
             progress(node, *entry);
         }
     }
-    settle(answer);
+    settle(mStateAnswer);
     return android::OK;
 }
 
 bool FakeOmx::populated(const Node& node) const {
     for (OMX_U32 port = 0; port < 2; port++) {
         OMX_PARAM_PORTDEFINITIONTYPE definition{};
-        memcpy(&definition, mParameters.at({kPortDefinition, port}).data(), sizeof definition);
+        memcpy(&definition, mParameters.at({OMX_IndexParamPortDefinition, port}).data(), sizeof definition);
         const auto count = std::count_if(node.buffers.begin(), node.buffers.end(),
-                                         [port](const Buffer& b) { return b.port == port; });
+                                         [port](const auto& entry) { return entry.second.port == port; });
         if (count != static_cast<std::ptrdiff_t>(definition.nBufferCountActual)) {
             return false;
         }
@@ -132,152 +120,108 @@ bool FakeOmx::populated(const Node& node) const {
 
 /// Completes the wanted transition if its conditions hold now.
 void FakeOmx::progress(node_id id, Node& node) {
-    if (node.state == node.wanted || mStateAnswer == Answer::kNever) {
-        return;
-    }
-    if (node.wanted == OMX_StateIdle && node.state == OMX_StateLoaded && !populated(node)) {
-        return;
-    }
-    if (node.wanted == OMX_StateLoaded && !node.buffers.empty()) {
+    const bool starts = node.wanted == OMX_StateIdle && node.state == OMX_StateLoaded;
+    const bool ends = node.wanted == OMX_StateLoaded;
+    if (node.state == node.wanted || mStateAnswer == Answer::kNever || (starts && !populated(node)) ||
+        (ends && !node.buffers.empty())) {
         return;
     }
     if (node.wanted == OMX_StateIdle && node.state == OMX_StateExecuting) {
         returnAll(id, node);
     }
     node.state = node.wanted;
-    post(eventMessage(id, OMX_EventCmdComplete, OMX_CommandStateSet, static_cast<OMX_U32>(node.state)));
+    postEvent(id, OMX_EventCmdComplete, OMX_CommandStateSet, static_cast<OMX_U32>(node.state));
 }
 
 void FakeOmx::returnAll(node_id id, Node& node) {
-    for (const buffer_id buffer : node.held) {
-        const Buffer* entry = findBuffer(node, buffer);
-        post(entry->port == 0 ? emptiedMessage(id, buffer) : filledMessage(id, buffer, 0, 0));
+    const std::vector<buffer_id> held = node.held;
+    for (const buffer_id buffer : held) {
+        if (node.buffers.at(buffer).port == 0) {
+            postEmptied(id, buffer);
+        } else {
+            postFilled(id, buffer, 0, 0);
+        }
     }
-    node.held.clear();
+}
+
+bool FakeOmx::accepts(const char* call, node_id node, OMX_U32 index, const void* params) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return !refused(call, text(hex(index), portOf(params))) && liveNode(node) != nullptr;
 }
 
 status_t FakeOmx::load(const char* call, node_id node, OMX_U32 index, void* params, size_t size) {
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        if (refused(call, text(hex(index), portOf(params, size))) || liveNode(node) == nullptr) {
-            return android::UNKNOWN_ERROR;
-        }
-    }
-    std::vector<uint8_t> header(static_cast<uint8_t*>(params),
-                                static_cast<uint8_t*>(params) + std::min(size, kHeaderBytes));
-    if (!loadParameter(index, portOf(params, size), params, size)) {
+    if (!accepts(call, node, index, params)) {
         return android::BAD_VALUE;
     }
-    memcpy(params, header.data(), header.size());
-    return android::OK;
+    uint8_t header[kHeaderBytes];
+    memcpy(header, params, kHeaderBytes);
+    const bool fits = loadParameter(index, portOf(params), params, size);
+    memcpy(params, header, kHeaderBytes);
+    return fits ? android::OK : android::BAD_VALUE;
 }
 
 status_t FakeOmx::store(const char* call, node_id node, OMX_U32 index, const void* params, size_t size) {
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        if (refused(call, text(hex(index), portOf(params, size))) || liveNode(node) == nullptr) {
-            return android::UNKNOWN_ERROR;
-        }
-    }
-    storeParameter(index, portOf(params, size), params, size);
-    return android::OK;
-}
-
-status_t FakeOmx::getParameter(node_id node, OMX_INDEXTYPE index, void* params, size_t size) {
-    return load("getParameter", node, index, params, size);
-}
-
-status_t FakeOmx::setParameter(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) {
-    return store("setParameter", node, index, params, size);
-}
-
-status_t FakeOmx::getConfig(node_id node, OMX_INDEXTYPE index, void* params, size_t size) {
-    return load("getConfig", node, index, params, size);
-}
-
-status_t FakeOmx::setConfig(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) {
-    return store("setConfig", node, index, params, size);
-}
-
-status_t FakeOmx::getState(node_id node, OMX_STATETYPE* state) {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    const Node* entry = liveNode(node);
-    if (refused("getState", "") || entry == nullptr) {
-        return android::UNKNOWN_ERROR;
-    }
-    *state = static_cast<OMX_STATETYPE>(entry->state);
-    return android::OK;
-}
-
-status_t FakeOmx::addBuffer(node_id node, OMX_U32 port, Buffer buffer, buffer_id* id) {
-    Node* entry = liveNode(node);
-    if (entry == nullptr || port > 1) {
+    if (!accepts(call, node, index, params)) {
         return android::BAD_VALUE;
     }
-    buffer.id = ++mLastBuffer;
-    buffer.port = port;
-    *id = buffer.id;
-    entry->buffers.push_back(std::move(buffer));
+    storeParameter(index, portOf(params), params, size);
+    return android::OK;
+}
+
+status_t FakeOmx::addBuffer(const char* call, node_id node, OMX_U32 port, const sp_memory& memory,
+                            buffer_id* id) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    Node* entry = liveNode(node);
+    if (refused(call, text(port)) || entry == nullptr || port > 1) {
+        return android::NO_MEMORY;
+    }
+    *id = ++mLastBuffer;
+    entry->buffers[*id] = {port, memory};
     progress(node, *entry);
     return android::OK;
 }
 
-status_t FakeOmx::useBuffer(node_id node, OMX_U32 port, const sp<IMemory>& memory, buffer_id* buffer) {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    return refused("useBuffer", text(port)) ? android::NO_MEMORY
-                                            : addBuffer(node, port, {0, 0, memory, {}}, buffer);
-}
-
 status_t FakeOmx::allocateBuffer(node_id node, OMX_U32 port, size_t size, buffer_id* buffer, void** data) {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    if (refused("allocateBuffer", text(port))) {
-        return android::NO_MEMORY;
-    }
-    Buffer own{0, 0, nullptr, std::vector<uint8_t>(size)};
-    *data = own.own.data();  // moving the vector keeps its bytes where they are
-    return addBuffer(node, port, std::move(own), buffer);
-}
-
-status_t FakeOmx::allocateBufferWithBackup(node_id node, OMX_U32 port, const sp<IMemory>& memory,
-                                           buffer_id* buffer) {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    return refused("allocateBufferWithBackup", text(port))
-               ? android::NO_MEMORY
-               : addBuffer(node, port, {0, 0, memory, {}}, buffer);
+    const sp<android::MemoryDealer> dealer = new android::MemoryDealer(size, "the component's own");
+    const sp_memory memory = dealer->allocate(size);
+    *data = memory->pointer();
+    return addBuffer("allocateBuffer", node, port, memory, buffer);
 }
 
 status_t FakeOmx::freeBuffer(node_id node, OMX_U32 port, buffer_id buffer) {
     const std::lock_guard<std::mutex> lock(mMutex);
     const bool refuse = refused("freeBuffer", text(port, buffer));
     Node* entry = liveNode(node);
-    const Buffer* known = entry != nullptr ? findBuffer(*entry, buffer) : nullptr;
-    if (known == nullptr || known->port != port) {
+    if (entry == nullptr || entry->buffers.count(buffer) == 0 || entry->buffers[buffer].port != port) {
         return android::BAD_VALUE;
     }
     entry->held.erase(std::remove(entry->held.begin(), entry->held.end(), buffer), entry->held.end());
-    entry->buffers.erase(entry->buffers.begin() +
-                         std::distance(entry->buffers.begin(),
-                                       std::find_if(entry->buffers.begin(), entry->buffers.end(),
-                                                    [buffer](const Buffer& b) { return b.id == buffer; })));
+    entry->buffers.erase(buffer);
     progress(node, *entry);
     return refuse ? android::UNKNOWN_ERROR : android::OK;
 }
 
+/// The buffer, now the component's; null when it is not the port's or was the component's already.
+FakeOmx::Buffer* FakeOmx::submit(node_id node, OMX_U32 port, buffer_id id) {
+    Node* entry = liveNode(node);
+    const bool known = entry != nullptr && entry->buffers.count(id) != 0;
+    if (!known || entry->buffers[id].port != port ||
+        std::count(entry->held.begin(), entry->held.end(), id) != 0) {
+        return nullptr;
+    }
+    entry->held.push_back(id);
+    return &entry->buffers[id];
+}
+
 status_t FakeOmx::fillBuffer(node_id node, buffer_id buffer) {
-    Answer answer = Answer::kNever;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        const bool refuse = refused("fillBuffer", text(buffer));
-        Node* entry = liveNode(node);
-        const Buffer* known = entry != nullptr ? findBuffer(*entry, buffer) : nullptr;
-        if (refuse || known == nullptr || known->port != 1 || holds(*entry, buffer)) {
+        if (refused("fillBuffer", text(buffer)) || submit(node, 1, buffer) == nullptr) {
             return android::BAD_VALUE;
         }
-        entry->held.push_back(buffer);
-        pumpOutputs(node, *entry);
-        answer = mEmptyAnswer;
+        pumpOutputs(node, mNodes[node]);
     }
-    settle(answer);
+    settle(mEmptyAnswer);
     return android::OK;
 }
 
@@ -285,21 +229,13 @@ status_t FakeOmx::emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OM
                               OMX_TICKS timestamp) {
     std::unique_lock<std::mutex> lock(mMutex);
     const bool refuse = refused("emptyBuffer", text(buffer, length, flags, timestamp));
-    Node* entry = liveNode(node);
-    const Buffer* known = entry != nullptr ? findBuffer(*entry, buffer) : nullptr;
-    if (refuse || known == nullptr || known->port != 0 || holds(*entry, buffer)) {
+    const Buffer* const taken = refuse ? nullptr : submit(node, 0, buffer);
+    if (taken == nullptr || offset + uint64_t{length} > taken->memory->size()) {
         return android::BAD_VALUE;
     }
-    const size_t room = known->memory != nullptr ? known->memory->size() : known->own.size();
-    if (offset > room || length > room - offset) {
-        return android::BAD_VALUE;
-    }
-    const auto* bytes =
-        known->memory != nullptr ? static_cast<const uint8_t*>(known->memory->pointer()) : known->own.data();
-    const SentInput input{buffer, {bytes + offset, bytes + offset + length}, flags, timestamp};
+    const auto* const bytes = static_cast<const uint8_t*>(taken->memory->pointer()) + offset;
+    const SentInput input{buffer, {bytes, bytes + length}, flags, timestamp};
     mInputs.push_back(input);
-    entry->held.push_back(buffer);
-    const Answer answer = mEmptyAnswer;
     const auto handler = mInputHandler;
     lock.unlock();
 
@@ -309,46 +245,11 @@ status_t FakeOmx::emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OM
     if ((flags & OMX_BUFFERFLAG_EOS) != 0) {
         queueOutput({}, OMX_BUFFERFLAG_EOS);
     }
-    if (answer != Answer::kNever) {
+    if (mEmptyAnswer != Answer::kNever) {
         sendEmptied(buffer);
     }
-    settle(answer);
+    settle(mEmptyAnswer);
     return android::OK;
-}
-
-status_t FakeOmx::getExtensionIndex(node_id /*node*/, const char* /*name*/, OMX_INDEXTYPE* /*index*/) {
-    return android::INVALID_OPERATION;
-}
-
-status_t FakeOmx::storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::useGraphicBuffer(node_id, OMX_U32, const sp<android::GraphicBuffer>&, buffer_id*) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::updateGraphicBufferInMeta(node_id, OMX_U32, const sp<android::GraphicBuffer>&, buffer_id) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::createInputSurface(node_id, OMX_U32, sp<android::IGraphicBufferProducer>*) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::signalEndOfInputStream(node_id) {
-    return android::INVALID_OPERATION;
-}
-status_t FakeOmx::setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) {
-    return android::INVALID_OPERATION;
 }
 
 }  // namespace zem::test
