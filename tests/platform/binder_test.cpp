@@ -5,6 +5,7 @@
 #include <binder/MemoryDealer.h>
 #include <gtest/gtest.h>
 #include <media/IMediaPlayerService.h>
+#include <utils/String8.h>
 
 #include <cstring>
 
@@ -67,6 +68,12 @@ TEST(MemoryDealer, SecondFreeTouchesNobodyAndABlockOutlivesItsDealer) {
     EXPECT_TRUE(dealer->allocate(32) == NULL);
     dealer.clear();
     memset(next->pointer(), 7, next->size());
+}
+
+TEST(Strings, AreFormattedAndConvertedBothWays) {
+    EXPECT_STREQ("7 of 0x0b", String8::format("%d of 0x%02x", 7, 11).string());
+    EXPECT_STREQ("\xE2\x82\xAC\xF0\x9F\x98\x80", String8(String16("\xE2\x82\xAC\xF0\x9F\x98\x80")).string());
+    EXPECT_STREQ("cut\xEF\xBF\xBD\xEF\xBF\xBD", String8(String16("cut\xE2\x82")).string());
 }
 
 }  // namespace
