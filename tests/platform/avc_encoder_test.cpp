@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "platform/linux/codecs/frame_layout.h"
 #include "tests/platform/encoder_client.h"
 #include "tests/platform/h264_reader.h"
 #include "tests/support/log_capture.h"
@@ -22,6 +23,23 @@ std::vector<uint8_t> noise(size_t size) {
         byte = (random() >> 8) % 2 == 0 ? 0 : 255;
     }
     return bytes;
+}
+
+// Where each chip's encoder looks for the planes: a row too far is hard to see in a whole picture.
+TEST(AvcEncoder, PlanesStandWhereTheChipsReadThem) {
+    const struct {
+        EncoderInput input;
+        uint32_t chroma, cr, rowLength, size;
+    } cases[] = {{EncoderInput::Nv12ChromaAt2048, 231424, 0, 640, 346624},
+                 {EncoderInput::Nv12, 230400, 0, 640, 345600},
+                 {EncoderInput::I420, 230400, 288000, 320, 345600}};
+    for (const auto& c : cases) {
+        const FrameLayout layout = frameLayoutOf(c.input, 640, 360);
+        EXPECT_EQ(layout.chromaOffset, c.chroma);
+        EXPECT_EQ(layout.crOffset, c.cr);
+        EXPECT_EQ(layout.chromaRowLength, c.rowLength);
+        EXPECT_EQ(layout.frameSize, c.size);
+    }
 }
 
 TEST(AvcEncoder, ConfigurationFirstAndOnceThenOneUnitAFrame) {

@@ -5,6 +5,7 @@
 #include <binder/MemoryDealer.h>
 #include <gtest/gtest.h>
 #include <media/IMediaPlayerService.h>
+#include <utils/String8.h>
 
 #include <cstring>
 
@@ -19,7 +20,7 @@ namespace {
 TEST(Services, UnknownOneIsLookedForFiveTimesASecondApart) {
     const zem::test::FakeClock clock(1000);
     const sp<IServiceManager> services = defaultServiceManager();
-    EXPECT_TRUE(services->getService(String16("nobody")) == NULL);
+    EXPECT_TRUE(services->getService(String16("nobody")) == nullptr);
     EXPECT_EQ(std::vector<int64_t>(4, 1000000), clock.sleeps());
 }
 
@@ -28,7 +29,7 @@ TEST(Services, MediaPlayerIsBuiltInAndCanBeReplaced) {
     const sp<IServiceManager> services = defaultServiceManager();
     const sp<IBinder> builtIn = services->checkService(name);
     const sp<IMediaPlayerService> player = interface_cast<IMediaPlayerService>(builtIn);
-    ASSERT_TRUE(player != NULL && player->getOMX() != NULL);
+    ASSERT_TRUE(player != nullptr && player->getOMX() != nullptr);
     EXPECT_TRUE(player->getOMX() == player->getOMX());  // one host for the process
     const sp<IOMX> other = zem::makeOmxHost({});
     ASSERT_EQ(OK, services->addService(name, zem::makeMediaPlayerService(other)->asBinder()));
@@ -41,20 +42,21 @@ TEST(MemoryDealer, DealsAlignedBlocksUntilFull) {
     const sp<MemoryDealer> dealer = new MemoryDealer(4096, "test");
     sp<IMemory> first = dealer->allocate(33);
     const sp<IMemory> second = dealer->allocate(4000);
-    ASSERT_TRUE(first != NULL && second != NULL);
+    ASSERT_TRUE(first != nullptr && second != nullptr);
     EXPECT_EQ(33U, first->size());
     EXPECT_EQ(64, second->offset());
     EXPECT_EQ(static_cast<char*>(first->pointer()) + 64, second->pointer());
     memset(second->pointer(), 2, second->size());
-    EXPECT_TRUE(dealer->allocate(33) == NULL);  // 32 are left
-    EXPECT_TRUE(dealer->allocate(0) == NULL);
-    EXPECT_TRUE(dealer->allocate(SIZE_MAX - 8) == NULL);
-    EXPECT_TRUE(dealer->allocate(32) != NULL);  // at once free again: nobody keeps it
+    EXPECT_TRUE(dealer->allocate(33) == nullptr);  // 32 are left
+    EXPECT_TRUE(dealer->allocate(0) == nullptr);
+    EXPECT_TRUE(dealer->allocate(SIZE_MAX - 8) == nullptr);
+    EXPECT_TRUE(dealer->allocate(32) != nullptr);  // at once free again: nobody keeps it
     first.clear();
     const sp<IMemory> gap = dealer->allocate(64);
-    ASSERT_TRUE(gap != NULL);
+    ASSERT_TRUE(gap != nullptr);
     EXPECT_EQ(0, gap->offset());
-    EXPECT_TRUE((new MemoryDealer(SIZE_MAX - 100))->allocate(32) == NULL);
+    const sp<MemoryDealer> impossible = new MemoryDealer(SIZE_MAX - 100);
+    EXPECT_TRUE(impossible->allocate(32) == nullptr);
 }
 
 TEST(MemoryDealer, SecondFreeTouchesNobodyAndABlockOutlivesItsDealer) {
@@ -62,11 +64,17 @@ TEST(MemoryDealer, SecondFreeTouchesNobodyAndABlockOutlivesItsDealer) {
     sp<IMemory> old = dealer->allocate(4096);
     dealer->deallocate(0);
     const sp<IMemory> next = dealer->allocate(4096);  // the same place
-    ASSERT_TRUE(next != NULL);
+    ASSERT_TRUE(next != nullptr);
     old.clear();  // must not free it under the new owner
-    EXPECT_TRUE(dealer->allocate(32) == NULL);
+    EXPECT_TRUE(dealer->allocate(32) == nullptr);
     dealer.clear();
     memset(next->pointer(), 7, next->size());
+}
+
+TEST(Strings, AreFormattedAndConvertedBothWays) {
+    EXPECT_STREQ("7 of 0x0b", String8::format("%d of 0x%02x", 7, 11).string());
+    EXPECT_STREQ("\xE2\x82\xAC\xF0\x9F\x98\x80", String8(String16("\xE2\x82\xAC\xF0\x9F\x98\x80")).string());
+    EXPECT_STREQ("cut\xEF\xBF\xBD\xEF\xBF\xBD", String8(String16("cut\xE2\x82")).string());
 }
 
 }  // namespace

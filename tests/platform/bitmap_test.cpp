@@ -59,12 +59,11 @@ class BitmapTest : public testing::Test {
 
     jobject make(jint width, jint height, const char* config) {
         const char* type = "Landroid/graphics/Bitmap$Config;";
-        const jclass configs = mEnv->FindClass("android/graphics/Bitmap$Config");
-        const jobject value =
-            mEnv->GetStaticObjectField(configs, mEnv->GetStaticFieldID(configs, config, type));
-        const jmethodID create = mEnv->GetStaticMethodID(
+        jclass configs = mEnv->FindClass("android/graphics/Bitmap$Config");
+        jobject value = mEnv->GetStaticObjectField(configs, mEnv->GetStaticFieldID(configs, config, type));
+        jmethodID create = mEnv->GetStaticMethodID(
             mClass, "createBitmap", "(IILandroid/graphics/Bitmap$Config;)Landroid/graphics/Bitmap;");
-        const jobject bitmap = mEnv->CallStaticObjectMethod(mClass, create, width, height, value);
+        jobject bitmap = mEnv->CallStaticObjectMethod(mClass, create, width, height, value);
         EXPECT_FALSE(mEnv->ExceptionCheck());
         return bitmap;
     }
@@ -90,7 +89,7 @@ TEST_F(BitmapTest, NativeBytesAreJavasColours) {
     } cases[] = {{"ARGB_8888", ANDROID_BITMAP_FORMAT_RGBA_8888, 4, orange, 0xC0F08010},
                  {"RGB_565", ANDROID_BITMAP_FORMAT_RGB_565, 2, &red, 0xFFFF0000}};
     for (const auto& c : cases) {
-        const jobject bitmap = make(5, 3, c.config);
+        jobject bitmap = make(5, 3, c.config);
         AndroidBitmapInfo info{};
         ASSERT_EQ(AndroidBitmap_getInfo(mEnv, bitmap, &info), kSuccess);
         EXPECT_EQ(info.width, 5U);
@@ -99,7 +98,8 @@ TEST_F(BitmapTest, NativeBytesAreJavasColours) {
         EXPECT_EQ(info.format, c.format);
         void* pixels = nullptr;
         ASSERT_EQ(AndroidBitmap_lockPixels(mEnv, bitmap, &pixels), kSuccess);
-        memcpy(static_cast<uint8_t*>(pixels) + 2 * info.stride + 4 * c.pixelBytes, c.native, c.pixelBytes);
+        memcpy(static_cast<uint8_t*>(pixels) + size_t{2} * info.stride + size_t{4} * c.pixelBytes, c.native,
+               c.pixelBytes);
         EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bitmap), kSuccess);
         EXPECT_EQ(pixel(bitmap, 4, 2), c.colour);
         EXPECT_EQ(pixel(bitmap, 3, 2) & 0xFFFFFF, 0U);
@@ -107,7 +107,7 @@ TEST_F(BitmapTest, NativeBytesAreJavasColours) {
 }
 
 TEST_F(BitmapTest, LocksAreCountedAndOutliveRecycling) {
-    const jobject bitmap = make(64, 64, "ARGB_8888");
+    jobject bitmap = make(64, 64, "ARGB_8888");
     void* first = nullptr;
     void* second = nullptr;
     EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bitmap), kBadParameter);
@@ -118,18 +118,18 @@ TEST_F(BitmapTest, LocksAreCountedAndOutliveRecycling) {
     ASSERT_FALSE(mEnv->ExceptionCheck());
     EXPECT_EQ(AndroidBitmap_lockPixels(mEnv, bitmap, &second), ANDROID_BITMAP_RESULT_ALLOCATION_FAILED);
     EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bitmap), kSuccess);
-    memset(first, 255, 64 * 64 * 4);  // still ours
+    memset(first, 255, size_t{64} * 64 * 4);  // still ours
     EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bitmap), kSuccess);
     EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bitmap), kBadParameter);
 }
 
 TEST_F(BitmapTest, BadArgumentsAreRefused) {
-    const jobject bitmap = make(1, 1, "ARGB_8888");
+    jobject bitmap = make(1, 1, "ARGB_8888");
     AndroidBitmapInfo info{};
     void* pixels = nullptr;
     EXPECT_EQ(AndroidBitmap_getInfo(mEnv, bitmap, nullptr), kBadParameter);
     EXPECT_EQ(AndroidBitmap_lockPixels(mEnv, bitmap, nullptr), kBadParameter);
-    for (const jobject bad : {static_cast<jobject>(nullptr), static_cast<jobject>(mClass)}) {
+    for (jobject bad : {static_cast<jobject>(nullptr), static_cast<jobject>(mClass)}) {
         EXPECT_EQ(AndroidBitmap_getInfo(mEnv, bad, &info), kBadParameter);
         EXPECT_EQ(AndroidBitmap_lockPixels(mEnv, bad, &pixels), kBadParameter);
         EXPECT_EQ(AndroidBitmap_unlockPixels(mEnv, bad), kBadParameter);

@@ -3,6 +3,7 @@
 
 #include <gui/SurfaceComposerClient.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace zem::test {
@@ -15,7 +16,8 @@ inline android::status_t captureScreen(android::ScreenshotClient* client, uint32
 
 /// The pixel as 0xRRGGBBAA.
 inline uint32_t pixelAt(const android::ScreenshotClient& client, uint32_t x, uint32_t y) {
-    const auto* bytes = static_cast<const uint8_t*>(client.getPixels()) + (y * client.getStride() + x) * 4;
+    const auto* bytes =
+        static_cast<const uint8_t*>(client.getPixels()) + (size_t{y} * client.getStride() + x) * 4;
     return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 

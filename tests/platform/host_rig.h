@@ -62,7 +62,7 @@ class Recorder final : public android::BnOMXObserver {
         std::unique_lock<std::mutex> lock(mMutex);
         mArrived.wait_for(lock, std::chrono::seconds(10), [&] { return mLines.size() >= count; });
         const auto end = mLines.begin() + static_cast<ptrdiff_t>(std::min(count, mLines.size()));
-        const Lines lines(mLines.begin(), end);
+        Lines lines(mLines.begin(), end);
         mLines.erase(mLines.begin(), end);
         return lines;
     }

@@ -13,7 +13,7 @@ class OmxBuffers : public HostTest {};
 TEST_F(OmxBuffers, NodesAreMadeByKnownNameOnly) {
     EXPECT_NE(OK, omx->allocateNode("OMX.test", observer, &node));
     EXPECT_NE(OK, omx->allocateNode(nullptr, observer, &node));
-    EXPECT_NE(OK, omx->allocateNode(name, NULL, &node));
+    EXPECT_NE(OK, omx->allocateNode(name, nullptr, &node));
     EXPECT_NE(OK, omx->allocateNode(name, observer, nullptr));
     script->failCreate = true;
     EXPECT_NE(OK, omx->allocateNode(name, observer, &node));
@@ -69,7 +69,7 @@ TEST_F(OmxBuffers, BufferSizeIsAWishThatTheFrameSizeOverrules) {
 TEST_F(OmxBuffers, AllocationsAreChecked) {
     allocate();
     const OMX_U32 size = port(kInputPort).nBufferSize;
-    const sp<android::MemoryDealer> dealer = new android::MemoryDealer(size * 2);
+    const sp<android::MemoryDealer> dealer = new android::MemoryDealer(size_t{size} * 2);
     const sp<android::IMemory> memory = dealer->allocate(size);
     const sp<android::IMemory> small = dealer->allocate(size - 1);
     IOMX::buffer_id id = 0;
@@ -77,7 +77,7 @@ TEST_F(OmxBuffers, AllocationsAreChecked) {
     EXPECT_NE(OK, omx->useBuffer(node, kInputPort, memory, &id));  // Idle was not asked for
     ASSERT_EQ(OK, setState(OMX_StateIdle));
     EXPECT_NE(OK, omx->useBuffer(node, kPortCount, memory, &id));
-    EXPECT_NE(OK, omx->useBuffer(node, kInputPort, NULL, &id));
+    EXPECT_NE(OK, omx->useBuffer(node, kInputPort, nullptr, &id));
     EXPECT_NE(OK, omx->useBuffer(node, kInputPort, memory, nullptr));
     EXPECT_NE(OK, omx->useBuffer(node, kInputPort, small, &id));
     EXPECT_NE(OK, omx->allocateBuffer(node, kInputPort, size - 1, &id, &data));

@@ -65,7 +65,7 @@ TEST(TestCard, RefusedUpdatesKeepThePictureAndTurnsGoClockwise) {
     const Rect all(0, 0);
     const struct {
         Rect crop;
-        uint32_t width, height;
+        uint32_t width = 0, height = 0;
     } refused[] = {{all, 16385, 1},           {all, 0xFFFFFFFF, 720},
                    {all, 0x10000, 0x10000},   {Rect(), 64, 32},
                    {Rect(-1, 0, 5, 5), 0, 0}, {Rect(0, 0, 1281, 5), 0, 0},

@@ -78,6 +78,7 @@ struct FakeVm::State : JavaVM {
         }
     }
 
+    // The VM's own functions: they take the mutex.
     static jint GetEnv(JavaVM* vm, void** env, jint /*version*/) {
         auto& state = *static_cast<State*>(vm);
         std::lock_guard<std::mutex> lock(state.mutex);
@@ -147,10 +148,7 @@ struct Call {
         return reference != nullptr ? *reference->object : nothing;
     }
 
-    template <class Handle = jobject>
-    Handle local(FakeObject* object) {
-        return static_cast<Handle>(state.refer(object, &thread));
-    }
+    jobject local(FakeObject* object) { return state.refer(object, &thread); }
 
     const char* const function;
     ThreadEnv& thread;
@@ -162,13 +160,13 @@ struct Call {
 
 jclass FindClass(JNIEnv* env, const char* name) {
     Call call(env, __func__);
-    return call.local<jclass>(&call.state.classNamed(name));
+    return static_cast<jclass>(call.local(&call.state.classNamed(name)));
 }
 
 // The object stands for its class: tests give objects of one class different methods.
 jclass GetObjectClass(JNIEnv* env, jobject object) {
     Call call(env, __func__);
-    return call.local<jclass>(&call.objectOf(object));
+    return static_cast<jclass>(call.local(&call.objectOf(object)));
 }
 
 jboolean IsInstanceOf(JNIEnv* env, jobject object, jclass type) {

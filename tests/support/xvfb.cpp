@@ -2,6 +2,8 @@
 
 #include <signal.h>
 
+#include <cstdlib>
+
 namespace zem::test {
 
 // The shell says its number, which becomes the server's; the server then that of its display.
@@ -14,15 +16,21 @@ Xvfb::Xvfb(int width, int height, const std::vector<std::string>& more, int dept
     }
     command += " 2>/dev/null";
     mOutput = popen(command.c_str(), "re");
-    int display = 0;
-    if (mOutput != nullptr && fscanf(mOutput, "%d %d", &mPid, &display) == 2) {
-        mDisplay = ":" + std::to_string(display);
+    char process[16];
+    char display[16];
+    if (mOutput != nullptr && fgets(process, sizeof process, mOutput) != nullptr) {
+        mPid = static_cast<pid_t>(strtol(process, nullptr, 10));
+        if (fgets(display, sizeof display, mOutput) != nullptr) {
+            mDisplay = std::string(":") + std::to_string(strtol(display, nullptr, 10));
+        }
     }
 }
 
 void Xvfb::stop() {
     if (mOutput != nullptr) {
-        kill(mPid, SIGTERM);
+        if (mPid > 0) {
+            kill(mPid, SIGTERM);
+        }
         pclose(mOutput);
         mOutput = nullptr;
     }

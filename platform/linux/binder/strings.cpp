@@ -107,15 +107,14 @@ String8 String8::format(const char* text, ...) {
     String8 result;
     va_list arguments;
     va_start(arguments, text);
-    va_list again;
-    va_copy(again, arguments);
     const int length = vsnprintf(nullptr, 0, text, arguments);
+    va_end(arguments);
     if (length > 0) {
         result.mText.resize(static_cast<size_t>(length));
-        vsnprintf(result.mText.data(), static_cast<size_t>(length) + 1, text, again);
+        va_start(arguments, text);
+        vsnprintf(result.mText.data(), static_cast<size_t>(length) + 1, text, arguments);
+        va_end(arguments);
     }
-    va_end(again);
-    va_end(arguments);
     return result;
 }
 
