@@ -92,12 +92,13 @@ TEST_F(VideoEncoderLife, CloseTypeIsNotForEveryChip) {
 }
 
 TEST_F(VideoEncoderLife, ComponentThatStoppedClosesTheEncoder) {
+    FakeClock clock(10);  // a limit well above the pauses between the posts
     ASSERT_EQ(open(), 1);
     mOmx->setEmptyAnswer(Answer::kNever);
     EXPECT_EQ(encode(), 0);
-    mClock.forget();
+    clock.forget();
     EXPECT_EQ(encode(), 0);
-    EXPECT_EQ(mClock.sleepsOf(30000), 11) << "ten looks at a busy component, and the pace";
+    EXPECT_EQ(clock.sleepsOf(30000), 11) << "ten looks at a busy component, and the pace";
     std::atomic<bool> stop{false};
     std::thread otherCodec([&stop] {  // whose posts do not lengthen the limit
         while (!stop) {
@@ -113,6 +114,7 @@ TEST_F(VideoEncoderLife, ComponentThatStoppedClosesTheEncoder) {
     expectNothingLeft();
     EXPECT_EQ(encode(), -1);
     EXPECT_EQ(open(), 1) << "the next one works";
+    mEncoder.reset();  // the clock must outlive its threads
 }
 
 TEST_F(VideoEncoderLife, ReturnedBufferEndsTheWait) {

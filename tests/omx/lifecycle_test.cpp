@@ -169,6 +169,10 @@ TEST_F(LifecycleTest, TeardownNeedsNoTimeOut) {
     for (const char* how : {"stopped", "abandoned", "deleted"}) {
         auto component = std::make_unique<BareComponent>();
         start(*component);
+        mOmx->forgetCalls();
+        mOmx->queueOutput({1});
+        ASSERT_TRUE(eventually([&] { return mOmx->callCount("fillBuffer") == 1; }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the output thread now waits
         auto end = std::async(std::launch::async, [&] {
             if (how[0] == 's') {
                 component->setThreadError(8);  // else it waits for a last frame that nobody sent
