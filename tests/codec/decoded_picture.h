@@ -18,32 +18,9 @@ struct DecodedPicture {
     uint8_t cb(int x, int y) const { return static_cast<uint8_t>(60 + (x / 2 * 5 + y / 2 * 3) % 100); }
     uint8_t cr(int x, int y) const { return static_cast<uint8_t>(200 - (x / 2 * 3 + y / 2 * 7) % 120); }
 
-    /// Rows of width + remainder bytes, the padding as far from the picture's values as can be.
-    std::vector<uint8_t> padded(int remainder) const {
-        const int row = width + remainder;
-        std::vector<uint8_t> bytes(static_cast<size_t>(row * height * 3 / 2), 255);
-        for (int y = 0; y < height; y++) {
-            for (int x = 0; x < width; x++) {
-                bytes[static_cast<size_t>(y * row + x)] = luma(x, y);
-                const int pair = (height + y / 2) * row + x / 2 * 2;
-                bytes[static_cast<size_t>(pair)] = cb(x, y);
-                bytes[static_cast<size_t>(pair + 1)] = cr(x, y);
-            }
-        }
-        return bytes;
-    }
-    std::vector<uint8_t> planar() const {
-        std::vector<uint8_t> bytes(static_cast<size_t>(width * height * 3 / 2), 255);
-        for (int y = 0; y < height; y++) {
-            for (int x = 0; x < width; x++) {
-                bytes[static_cast<size_t>(y * width + x)] = luma(x, y);
-                const int at = width * height + y / 2 * (width / 2) + x / 2;
-                bytes[static_cast<size_t>(at)] = cb(x, y);
-                bytes[static_cast<size_t>(at + width * height / 4)] = cr(x, y);
-            }
-        }
-        return bytes;
-    }
+    /// Pairs of chroma in rows of width + remainder bytes, the padding as far from the picture as can be.
+    std::vector<uint8_t> padded(int remainder) const { return layOut(width + remainder, true); }
+    std::vector<uint8_t> planar() const { return layOut(width, false); }
     /// RGB565, red in the high bits, full range. Red and blue swap their factors: what senders of our own
     /// make of them, reading one for the other, comes back exactly so.
     std::string shown() const {
@@ -63,6 +40,18 @@ struct DecodedPicture {
     }
 
   private:
+    std::vector<uint8_t> layOut(int row, bool paired) const {
+        std::vector<uint8_t> bytes(static_cast<size_t>(row * height * 3 / 2), 255);
+        for (int y = 0; y < height; y++) {
+            for (int x = 0; x < width; x++) {
+                bytes[static_cast<size_t>(y * row + x)] = luma(x, y);
+                const int chroma = row * height + (paired ? y / 2 * row + x / 2 * 2 : (y / 2 * row + x) / 2);
+                bytes[static_cast<size_t>(chroma)] = cb(x, y);
+                bytes[static_cast<size_t>(chroma + (paired ? 1 : row * height / 4))] = cr(x, y);
+            }
+        }
+        return bytes;
+    }
     static int clip(int value) { return std::clamp(value, 0, 255); }
 };
 
