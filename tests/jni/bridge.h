@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <jni.h>
 
-#include "tests/context/fake_decoder.h"
 #include "tests/context/fake_media.h"
 #include "tests/support/fake_jni.h"
 #include "tests/support/log_capture.h"

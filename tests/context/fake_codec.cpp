@@ -1,0 +1,242 @@
+#include <algorithm>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <thread>
+
+#include "codec/omx_mpeg_video_decoder.h"
+#include "codec/omx_mpeg_video_encoder.h"
+#include "color/color_converter.h"
+#include "context/hand_off.h"
+#include "context/kiv_context.h"
+#include "tests/context/fake_media.h"
+
+namespace zem::test {
+namespace {
+
+std::unique_ptr<FakeEncoder> gEncoder = std::make_unique<FakeEncoder>();
+std::unique_ptr<FakeDecoder> gDecoder = std::make_unique<FakeDecoder>();
+
+void deliverUnit(uint8_t* data, int size) {
+    copyBufferForEncoder(data, size);
+    if (KivContext* context = KivContext::existingInstance()) {
+        context->SetEncodedSize(context->GetEncodedSize());  // holds the encoder for a moment
+    }
+}
+
+void deliverPicture(uint8_t* data, int size) {
+    copyBufferForDecoder(data, size);
+    if (KivContext* context = KivContext::existingInstance()) {
+        context->SetDecodedSize(context->GetDecodedSize());
+    }
+}
+
+/// One codec, with its output thread.
+class Life {
+  public:
+    Life(FakeCodec& kind, void (*deliver)(uint8_t*, int)) : mKind(kind), mDeliver(deliver) {
+        mKind.overlappingLives += mKind.living++ != 0 ? 1 : 0;
+    }
+
+    ~Life() {
+        mKind.endedInCall += mKind.inCall;
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mEnded = true;
+        }
+        mChanged.notify_all();
+        if (mThread.get_id() == std::this_thread::get_id()) {
+            ++mKind.endedByOutputThread;
+            mThread.detach();
+        } else if (mThread.joinable()) {
+            mThread.join();
+        }
+        --mKind.living;
+    }
+
+    int open(const std::string& arguments) {
+        std::lock_guard<std::mutex> lock(mKind.mutex);
+        mKind.opens.push_back(arguments);
+        if (!mKind.output.empty()) {
+            mThread = std::thread([this, unit = mKind.output] { run(unit); });
+        }
+        return mKind.openResult;
+    }
+
+    /// A call with data; `note` keeps what is remembered of it.
+    int call(const std::atomic<bool>& closeRequested, const std::function<void()>& note) {
+        mKind.overlappingCalls += mKind.inCall++ != 0 ? 1 : 0;
+        {
+            std::lock_guard<std::mutex> lock(mKind.mutex);
+            note();
+        }
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mPending = std::min(mPending + 1, 4);
+        }
+        mChanged.notify_all();
+        while (mKind.waitsForClose && !closeRequested) {
+            std::this_thread::yield();
+        }
+        --mKind.inCall;
+        return mKind.result;
+    }
+
+    int isOpen() {
+        const int query = ++mKind.queries;
+        return mKind.closesAtQuery != 0 ? query < mKind.closesAtQuery : mKind.openUntilDestroyed.load();
+    }
+
+  private:
+    void run(std::vector<uint8_t> unit) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        for (;;) {
+            mChanged.wait(lock, [this] { return mEnded || mPending > 0; });
+            if (mPending == 0) {
+                return;
+            }
+            --mPending;
+            lock.unlock();
+            mDeliver(unit.data(), static_cast<int>(unit.size()));
+            lock.lock();
+        }
+    }
+
+    FakeCodec& mKind;
+    void (*const mDeliver)(uint8_t*, int);
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    int mPending = 0;     // guarded by mMutex
+    bool mEnded = false;  // guarded by mMutex
+    std::thread mThread;
+};
+
+std::mutex gMutex;
+std::map<const omxCodecCommon*, std::unique_ptr<Life>> gLives;  // guarded by gMutex
+
+void begin(const omxCodecCommon* codec, FakeCodec& kind, void (*deliver)(uint8_t*, int)) {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gLives[codec] = std::make_unique<Life>(kind, deliver);
+}
+
+Life& lifeOf(const omxCodecCommon* codec) {
+    std::lock_guard<std::mutex> lock(gMutex);
+    return *gLives.at(codec);
+}
+
+void end(const omxCodecCommon* codec) {
+    std::unique_lock<std::mutex> lock(gMutex);
+    const std::unique_ptr<Life> life = std::move(gLives[codec]);
+    gLives.erase(codec);
+    lock.unlock();  // before the life ends: its thread may be asking whether the codec is open
+}
+
+}  // namespace
+
+FakeEncoder& fakeEncoder() {
+    return *gEncoder;
+}
+FakeDecoder& fakeDecoder() {
+    return *gDecoder;
+}
+
+void resetFakeCodecs() {
+    gEncoder = std::make_unique<FakeEncoder>();
+    gDecoder = std::make_unique<FakeDecoder>();
+}
+
+}  // namespace zem::test
+
+using zem::test::fakeDecoder;
+using zem::test::fakeEncoder;
+using zem::test::lifeOf;
+
+omxCodecCommon::omxCodecCommon(const char*) : mUserData(new codecUserData) {}
+omxCodecCommon::~omxCodecCommon() {
+    delete mUserData;
+}
+unsigned char* omxCodecCommon::GetBuffer() const {
+    return reinterpret_cast<unsigned char*>(mUserData);
+}
+int omxCodecCommon::GetUsedSize() {
+    return mUserData->outputUsed;
+}
+void omxCodecCommon::SetUsedSize(int size) {
+    mUserData->outputUsed = size;
+}
+int omxCodecCommon::IsOpen() const {
+    return lifeOf(this).isOpen();
+}
+void omxCodecCommon::requestClose() {
+    mUserData->closeRequested = true;
+}
+
+omxMpegVideoEncoder::omxMpegVideoEncoder(const char* name) : omxCodecCommon(name) {
+    zem::test::begin(this, fakeEncoder(), zem::test::deliverUnit);
+}
+omxMpegVideoEncoder::~omxMpegVideoEncoder() {
+    zem::test::end(this);
+}
+int omxMpegVideoEncoder::open(int format, int width, int height, int bitrate, int frameRate,
+                              int gopAndRateControl, bool headerOnly) {
+    mWidth = width;
+    mHeight = height;
+    char text[128];
+    snprintf(text, sizeof text, "%d %dx%d %d %d %x %d", format, width, height, bitrate, frameRate,
+             static_cast<unsigned>(gopAndRateControl), headerOnly ? 1 : 0);
+    return lifeOf(this).open(text);
+}
+int omxMpegVideoEncoder::encode(uint8_t* out, int outSize, const uint8_t* in, int inStride) {
+    const int size = mSkipConversion ? mWidth * mHeight * 3 / 2 : 4 * inStride * mHeight;
+    static_cast<void>(std::vector<uint8_t>(in, in + size));  // reads what the real one reads
+    return lifeOf(this).call(mUserData->closeRequested, [&] {
+        const bool nothing = out == nullptr;
+        fakeEncoder().calls.push_back({in, nothing ? -1 : outSize, inStride, mSkipConversion, in[0]});
+    });
+}
+void omxMpegVideoEncoder::setCloseType(bool force) {
+    std::lock_guard<std::mutex> lock(fakeEncoder().mutex);
+    fakeEncoder().closes.push_back(force);
+}
+int omxMpegVideoEncoder::getWidth() {
+    return mWidth;
+}
+int omxMpegVideoEncoder::getHeight() {
+    return mHeight;
+}
+void omxMpegVideoEncoder::setSkipConversion(bool skip) {
+    mSkipConversion = skip;
+}
+int omxMpegVideoEncoder::getHardwareBase() const {
+    return fakeEncoder().hardwareBase;
+}
+
+omxMpegVideoDecoder::omxMpegVideoDecoder(const char* name) : omxCodecCommon(name) {
+    zem::test::begin(this, fakeDecoder(), zem::test::deliverPicture);
+}
+omxMpegVideoDecoder::~omxMpegVideoDecoder() {
+    zem::test::end(this);
+}
+int omxMpegVideoDecoder::open(int width, int height) {
+    return lifeOf(this).open(std::to_string(width) + "x" + std::to_string(height));
+}
+int omxMpegVideoDecoder::decode(uint8_t* data, int size) {
+    return lifeOf(this).call(mUserData->closeRequested,
+                             [=] { fakeDecoder().units.emplace_back(data, data + size); });
+}
+int omxMpegVideoDecoder::getBitmap(AndroidBitmapInfo* info, uint8_t* pixels) {
+    pixels[info->stride * info->height - 1] = 77;  // the last byte that `info` promises
+    return fakeDecoder().result;
+}
+int omxMpegVideoDecoder::getWidth() {
+    return fakeDecoder().width;
+}
+int omxMpegVideoDecoder::getHeight() {
+    return fakeDecoder().height;
+}
+void omxMpegVideoDecoder::close(bool skipFinal) {
+    fakeDecoder().endedInCall += fakeDecoder().inCall;
+    std::lock_guard<std::mutex> lock(fakeDecoder().mutex);
+    fakeDecoder().closes.push_back(skipFinal);
+}
