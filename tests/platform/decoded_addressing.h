@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/platform/test_picture.h"
+#include "tests/support/tiled_plane.h"
 
 namespace zem::test {
 
@@ -23,13 +24,13 @@ class DecodedAddressing {
             case Layout::PaddedRows:
                 return rowLength() * mHeight * 3 / 2;
             case Layout::Tiles:
-                return planeOfTiles(mHeight) + planeOfTiles(mHeight / 2);
+                return tiles(mHeight).bytes() + tiles(mHeight / 2).bytes();
             default:
                 return mWidth * mHeight * 3 / 2;
         }
     }
     size_t luma(size_t x, size_t y) const {
-        return mLayout == Layout::Tiles ? inTiles(x, y, mHeight) : y * rowLength() + x;
+        return mLayout == Layout::Tiles ? tiles(mHeight).at(x, y) : y * rowLength() + x;
     }
     /// Of the Cb (0) or Cr (1) sample at column x, row y of the half-sized planes.
     size_t chroma(size_t x, size_t y, size_t which) const {
@@ -37,7 +38,7 @@ class DecodedAddressing {
             case Layout::PaddedRows:
                 return mWidth * mHeight + mHeight * (mWidth % 64) + y * rowLength() + 2 * x + which;
             case Layout::Tiles:
-                return planeOfTiles(mHeight) + inTiles(2 * x + which, y, mHeight / 2);
+                return tiles(mHeight).bytes() + tiles(mHeight / 2).at(2 * x + which, y);
             default:
                 return mWidth * mHeight + which * (mWidth / 2) * (mHeight / 2) + y * (mWidth / 2) + x;
         }
@@ -64,25 +65,7 @@ class DecodedAddressing {
   private:
     size_t rowLength() const { return mLayout == Layout::PaddedRows ? mWidth + mWidth % 64 : mWidth; }
 
-    static size_t rowsOfTiles(size_t lines) { return (lines + 31) / 32; }
-    size_t tilesAcross() const { return (mWidth + 127) / 128 * 2; }
-    size_t planeOfTiles(size_t lines) const {
-        const size_t raw = tilesAcross() * rowsOfTiles(lines) * 2048;
-        return raw % 8192 < 4096 ? raw : raw + (8192 - raw % 8192);
-    }
-    // Two rows of tiles make groups of four, for two columns each: upper, upper, lower, lower in the first
-    // group, the other way about in the next, and so on. A last row on its own is plain.
-    size_t inTiles(size_t byte, size_t line, size_t lines) const {
-        const size_t column = byte / 64;
-        const size_t row = line / 32;
-        size_t tile = row * tilesAcross() + column;
-        if (row % 2 == 1 || row + 1 != rowsOfTiles(lines)) {
-            const size_t group = column / 2;
-            const bool second = (row % 2 == 1) != (group % 2 == 1);
-            tile = row / 2 * 2 * tilesAcross() + 4 * group + (second ? 2 : 0) + column % 2;
-        }
-        return 2048 * tile + 64 * (line % 32) + byte % 64;
-    }
+    TiledPlane tiles(size_t lines) const { return {(mWidth + 127) / 128 * 2, (lines + 31) / 32}; }
 
     const Layout mLayout;
     const size_t mWidth;
