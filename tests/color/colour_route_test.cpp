@@ -37,24 +37,15 @@ Coded sent(const Rgb& colour) {
     return coded;
 }
 
-int shownLinear(const Coded& coded, ColorConverter& converter) {
+template <typename Converter>
+int shownBy(const Coded& coded) {
     uint16_t words[4];
     auto* dst = reinterpret_cast<uint8_t*>(words);  // converters write plain memory
     int rowBytes = 4;
     const uint8_t* source[] = {coded.y, coded.chroma, coded.chroma + 1};
     int stride[] = {2, 2, 2};
-    converter.convert(&dst, &rowBytes, source, stride);
+    Converter(2, 2).convert(&dst, &rowBytes, source, stride);
     return words[3];
-}
-
-int shownByNv12(const Coded& coded) {
-    Nv12ToRgb565 converter(2, 2);
-    return shownLinear(coded, converter);
-}
-
-int shownByPlanes(const Coded& coded) {
-    Yuv420ToRgb565 converter(2, 2);
-    return shownLinear(coded, converter);
 }
 
 int shownByTiles(const Coded& coded) {
@@ -93,11 +84,11 @@ TEST(ColourRoute, EachPairOfChipsShowsTheColoursItAlwaysHas) {
         SCOPED_TRACE(testing::Message() << patch.screen.r << "," << patch.screen.g << "," << patch.screen.b);
         const Coded pairs = sent<Bgr32ToNV12>(patch.screen);
         const Coded planes = sent<Rgb32ToYuv420>(patch.screen);
-        EXPECT_EQ(shownByNv12(pairs), word565(patch.pairsToLinear));
-        EXPECT_EQ(shownByPlanes(pairs), word565(patch.pairsToLinear));
+        EXPECT_EQ(shownBy<Nv12ToRgb565>(pairs), word565(patch.pairsToLinear));
+        EXPECT_EQ(shownBy<Yuv420ToRgb565>(pairs), word565(patch.pairsToLinear));
         EXPECT_EQ(shownByTiles(pairs), word565(patch.pairsToTiles));
-        EXPECT_EQ(shownByNv12(planes), word565(patch.planesToLinear));
-        EXPECT_EQ(shownByPlanes(planes), word565(patch.planesToLinear));
+        EXPECT_EQ(shownBy<Nv12ToRgb565>(planes), word565(patch.planesToLinear));
+        EXPECT_EQ(shownBy<Yuv420ToRgb565>(planes), word565(patch.planesToLinear));
         EXPECT_EQ(shownByTiles(planes), word565(patch.planesToTiles));
     }
 }

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
 #include <memory>
 
@@ -112,13 +111,6 @@ void expectAsReference(const Kind& kind, const uint8_t* source, int width, int h
     }
 }
 
-struct Size {
-    int width, height;
-};
-
-// Even sizes, then every way to be odd, with one chroma pair and with several.
-const Size kSizes[] = {{2, 2}, {16, 4}, {1, 1}, {3, 2}, {2, 3}, {17, 5}};
-
 TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
     // One picture for each red: a row pair for each green, a 2x2 block for each blue.
     constexpr size_t kSide = 512;
@@ -133,31 +125,22 @@ TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
     }
 }
 
-TEST(RgbToYuv, EachClassWalksEachSizeByteForByteWithinItsBuffers) {
+TEST(RgbToYuv, EachClassStaysWithinItsBuffersAndOnlyBgr32ToNv12HonoursTheStride) {
+    // Even sizes, then ways to be odd, with one chroma pair and with several.
+    const int sizes[][2] = {{2, 2}, {16, 4}, {1, 1}, {3, 2}, {2, 3}, {17, 5}};
     for (const Kind& kind : kKinds) {
-        for (const Size& size : kSizes) {
-            const zem::YuvWalkBytes walk = zem::yuvWalkBytes(size.width, size.height);
-            GuardedBuffer source(noise(static_cast<size_t>(walk.source)));
-            expectAsReference(kind, source.data(), size.width, size.height, 4 * size.width);
-        }
-    }
-}
-
-TEST(RgbToYuv, OnlyBgr32ToNv12HonoursTheStrideInWholePixels) {
-    constexpr int kWidth = 6;
-    constexpr int kHeight = 4;
-    for (const Kind& kind : kKinds) {
-        for (int stride : {4 * kWidth + 67, 4 * kWidth - 6, 0}) {
-            const auto bytes = kind.honoursStride ? zem::yuvWalkSourceBytes(kWidth, kHeight, stride)
-                                                  : zem::yuvWalkBytes(kWidth, kHeight).source;
-            GuardedBuffer source(noise(static_cast<size_t>(bytes)));
-            expectAsReference(kind, source.data(), kWidth, kHeight, stride);
+        for (const auto& [width, height] : sizes) {
+            for (const int stride : {4 * width, 4 * width + 67, 0}) {
+                const auto bytes = kind.honoursStride ? zem::yuvWalkSourceBytes(width, height, stride)
+                                                      : zem::yuvWalkBytes(width, height).source;
+                GuardedBuffer source(noise(static_cast<size_t>(bytes)));
+                expectAsReference(kind, source.data(), width, height, stride);
+            }
         }
     }
     // A negative stride is a picture that stands on its head.
-    constexpr size_t kLastRow = size_t{4} * kWidth * (kHeight - 1);
-    GuardedBuffer source(noise(kLastRow + size_t{4} * kWidth));
-    expectAsReference(kKinds[1], source.data() + kLastRow, kWidth, kHeight, -4 * kWidth - 3);
+    GuardedBuffer source(noise(size_t{4} * 6 * 4));
+    expectAsReference(kKinds[1], source.data() + size_t{3} * 6 * 4, 6, 4, -4 * 6 - 3);
 }
 
 // Planes are missing when there was no memory for their picture.
@@ -170,7 +153,6 @@ TEST(RgbToYuv, WithoutAPictureOrAPlaneNothingIsTouched) {
     int stride = 8;
     for (const Kind& kind : kKinds) {
         kind.create(0, 2)->convert(planes, nullptr, &source, &stride);
-        kind.create(INT_MIN, INT_MIN)->convert(planes, nullptr, &source, &stride);
         kind.create(2, 2)->convert(missing, nullptr, &source, &stride);
         EXPECT_EQ(plane, Bytes(16, 1)) << kind.name;
     }
