@@ -1,5 +1,4 @@
-#include <algorithm>
-#include <condition_variable>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -41,11 +40,7 @@ class Life {
 
     ~Life() {
         mKind.endedInCall += mKind.inCall;
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mEnded = true;
-        }
-        mChanged.notify_all();
+        mEnded = true;
         if (mThread.get_id() == std::this_thread::get_id()) {
             ++mKind.endedByOutputThread;
             mThread.detach();
@@ -59,7 +54,11 @@ class Life {
         std::lock_guard<std::mutex> lock(mKind.mutex);
         mKind.opens.push_back(arguments);
         if (!mKind.output.empty()) {
-            mThread = std::thread([this, unit = mKind.output] { run(unit); });
+            mThread = std::thread([this, unit = mKind.output]() mutable {
+                while (!mEnded) {
+                    mDeliver(unit.data(), static_cast<int>(unit.size()));
+                }
+            });
         }
         return mKind.openResult;
     }
@@ -71,11 +70,6 @@ class Life {
             std::lock_guard<std::mutex> lock(mKind.mutex);
             note();
         }
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mPending = std::min(mPending + 1, 4);
-        }
-        mChanged.notify_all();
         while (mKind.waitsForClose && !closeRequested) {
             std::this_thread::yield();
         }
@@ -89,26 +83,9 @@ class Life {
     }
 
   private:
-    void run(std::vector<uint8_t> unit) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        for (;;) {
-            mChanged.wait(lock, [this] { return mEnded || mPending > 0; });
-            if (mPending == 0) {
-                return;
-            }
-            --mPending;
-            lock.unlock();
-            mDeliver(unit.data(), static_cast<int>(unit.size()));
-            lock.lock();
-        }
-    }
-
     FakeCodec& mKind;
     void (*const mDeliver)(uint8_t*, int);
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    int mPending = 0;     // guarded by mMutex
-    bool mEnded = false;  // guarded by mMutex
+    std::atomic<bool> mEnded{false};
     std::thread mThread;
 };
 

@@ -22,8 +22,7 @@ struct FakeScreen {
     int displayReleases = 0;
 };
 
-/// All codecs of one direction. Every call with data gives one `output`, which a thread of the codec's own
-/// delivers. Up to 4 wait for it, further ones are lost; before the codec is destroyed all are delivered.
+/// All codecs of one direction. A thread of the codec's own delivers `output` from open to destruction.
 struct FakeCodec {
     std::atomic<int> openResult{1};
     std::atomic<int> result{0};  // of the calls with data

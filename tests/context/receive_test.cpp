@@ -83,8 +83,6 @@ TEST_F(Receive, QueriesFollowTheIdThatWasOpenedLast) {
     EXPECT_FALSE(context().IsDecoderOpen());
     EXPECT_EQ(context().GetDecoderBuffer(), nullptr);
     EXPECT_EQ(context().GetDecodedSize(), 0);
-    EXPECT_EQ(decode({7}, 0), 3);
-    EXPECT_EQ(loggedCount("not implemented"), 0) << "no delivery asked for";
     EXPECT_EQ(decode({7}, 1), 3) << "decoded all the same";
     EXPECT_TRUE(logged(6, "int KivContext::decodeVideo(uint8_t*, int, int) not implemented"));
     EXPECT_FALSE(context().openVideoEncoder(2, 1, 2, 3, false)) << "no input, but the id counts";
@@ -138,7 +136,6 @@ TEST_F(Receive, ClosingLetsTheDecoderItsSinkAndTheHeaderGo) {
         EXPECT_EQ(sink.use_count(), 1);
         EXPECT_FALSE(context().ReadyEncoderHeader());
         EXPECT_EQ(fakeDecoder().closes, how < 0 ? std::vector<bool>{} : std::vector<bool>{how == 1});
-        how < 0 ? context().closeVideoDecoder() : context().closeVideoDecoder(how == 1);
     }
 }
 
@@ -148,11 +145,10 @@ TEST_F(Receive, ReopeningWaitsForADecoderThatIsStillOpen) {
         int closesAtQuery;
         std::vector<int64_t> sleeps;
         std::vector<int> living;
-        int lines;
     } cases[] = {
-        {1, {}, {}, 1},
-        {3, {500000, 500000}, {1, 1}, 2},
-        {0, {500000, 500000, 5000000}, {1, 1, 0}, 2},
+        {1, {}, {}},
+        {3, {500000, 500000}, {1, 1}},
+        {0, {500000, 500000, 5000000}, {1, 1, 0}},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.closesAtQuery);
@@ -165,12 +161,9 @@ TEST_F(Receive, ReopeningWaitsForADecoderThatIsStillOpen) {
         keepHeader({1});
         fakeDecoder().openUntilDestroyed = true;
         fakeDecoder().closesAtQuery = row.closesAtQuery;
-        forgetLog();
         open();
         EXPECT_EQ(clock.sleeps, row.sleeps);
         EXPECT_EQ(living, row.living);
-        EXPECT_EQ(loggedCount("KivContext::openVideoDecoder: mVideoDecoder is opened."), row.lines);
-        EXPECT_EQ(fakeDecoder().living, 1);
         EXPECT_EQ(sink.use_count(), 2) << "the sink is for the new decoder";
         EXPECT_TRUE(context().ReadyEncoderHeader());
     }

@@ -118,20 +118,15 @@ TEST_F(Delivery, SurvivesEveryPool) {
     }
 }
 
-TEST_F(Delivery, DropsWithoutAVmAnAttachmentOrAPool) {
+TEST_F(Delivery, DropsWithoutAnAttachmentOrAPool) {
     makeSink();
     mVm.failAttach = true;
     deliver(10);
     mVm.failAttach = false;
-    KivContext::getInstance()->setJavaVM(nullptr);
-    deliver(10);
-    KivContext::getInstance()->setJavaVM(mVm.vm());
-    EXPECT_EQ(loggedCount("no Java environment on this thread, 10 bytes dropped"), 2);
+    EXPECT_EQ(loggedCount("no Java environment on this thread, 10 bytes dropped"), 1);
     mVm.failNewGlobalRef = true;
     makeSink();
-    forgetLog();
     deliver(10);
-    EXPECT_EQ(loggedCount(""), 0) << "such a sink does nothing, silently";
     EXPECT_EQ(mPool.requests(), 0);
 }
 
@@ -158,7 +153,6 @@ TEST_F(Delivery, ClosingRacesWithEveryDataCall) {
         fakeEncoder().waitsForClose = round % 2 == 1;
         std::atomic<bool> closed{false};
         std::vector<std::thread> callers;
-        callers.reserve(3);
         for (int i = 0; i < 3; ++i) {
             callers.emplace_back([&closed, session, i, round] {
                 std::vector<uint8_t> bytes(12288);
