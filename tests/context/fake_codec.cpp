@@ -57,6 +57,8 @@ class Life {
             mThread = std::thread([this, unit = mKind.output]() mutable {
                 while (!mEnded) {
                     mDeliver(unit.data(), static_cast<int>(unit.size()));
+                    std::this_thread::sleep_for(
+                        std::chrono::microseconds(100));  // lets others have the locks
                 }
             });
         }
