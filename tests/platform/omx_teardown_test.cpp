@@ -17,6 +17,7 @@ ptrdiff_t threads() {
 }
 
 TEST_F(OmxTeardown, LegalInEveryStateAndNoThreadStays) {
+    std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first one
     const ptrdiff_t before = threads();
     for (const OMX_STATETYPE state : {OMX_StateLoaded, OMX_StateIdle, OMX_StateExecuting, OMX_StatePause}) {
         bringTo(state);
