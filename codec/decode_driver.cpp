@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "codec/driver_handle.h"
 #include "codec/input_semaphore.h"
+#include "codec/start_component.h"
 #include "omx/decoder_params.h"
 #include "omx/result_codes.h"
 
@@ -33,23 +34,6 @@ bool isPast(const timespec& deadline) {
     return now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
 }
 
-// Makes the component and starts it; null when either fails, with nothing left behind.
-void* startDecoder(decoderParams* params, int width, int height, codecUserData* ud,
-                   OmxOutputCallback outputCallback) {
-    int result = 0;
-    void* const handle = decoder_create(&result, width, height, params);
-    if (handle == nullptr) {
-        return nullptr;
-    }
-    omx_interface_register_input_callback(handle, semaphoreEmptyBufferPost, nullptr);
-    omx_interface_register_output_callback(handle, outputCallback, ud);
-    if (omx_interface_init(handle) > 0) {
-        omx_interface_destroy(handle);
-        return nullptr;
-    }
-    return handle;
-}
-
 }  // namespace
 
 namespace zem {
@@ -74,8 +58,9 @@ int omxt_decode_init(void** handle, unsigned char* outBuffer, int outCapacity, c
     decoderParams params{hardwareBase, componentName};
     zem::videoInputSemaphore().acquire();
     LOGI("omx decoder create: {%s}", componentName != nullptr ? componentName : "(null)");
-    *handle = startDecoder(&params, width, height, ud, outputCallback);
-    if (*handle == nullptr) {
+    int result = 0;
+    *handle = decoder_create(&result, width, height, &params);
+    if (zem::startComponent(handle, semaphoreEmptyBufferPost, outputCallback, ud) > 0) {
         zem::videoInputSemaphore().release();
         return 0;
     }

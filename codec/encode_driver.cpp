@@ -7,6 +7,7 @@
 #include "base/log.h"
 #include "codec/driver_handle.h"
 #include "codec/input_semaphore.h"
+#include "codec/start_component.h"
 #include "omx/encoder_params.h"
 #include "omx/hardware_base.h"
 #include "omx/result_codes.h"
@@ -146,22 +147,6 @@ int submitFrame(void* handle, void* buffer, int size, int timestamp) {
     return omx_interface_error(handle);
 }
 
-// Makes the component and starts it; null when either fails, with nothing left behind.
-void* startEncoder(encoderParams* params, codecUserData* ud, OmxOutputCallback outputCallback) {
-    int result = 0;
-    void* const handle = encoder_create(&result, params);
-    if (handle == nullptr) {
-        return nullptr;
-    }
-    omx_interface_register_input_callback(handle, semaphoreEmptyBufferPost, nullptr);
-    omx_interface_register_output_callback(handle, outputCallback, ud);
-    if (omx_interface_init(handle) > 0) {
-        omx_interface_destroy(handle);
-        return nullptr;
-    }
-    return handle;
-}
-
 }  // namespace
 
 int omxt_encode_init(void** handle, codecUserData* ud, unsigned char* outBuffer, int outCapacity, int width,
@@ -176,7 +161,9 @@ int omxt_encode_init(void** handle, codecUserData* ud, unsigned char* outBuffer,
     encoderParams params{width, height, frameRate, rateControl, bitrate, gop, hardwareBase, componentName};
     zem::videoInputSemaphore().acquire();
     LOGI("omx encoder create: {%s}", componentName != nullptr ? componentName : "(null)");
-    *handle = startEncoder(&params, ud, outputCallback);
+    int result = 0;
+    *handle =
+        zem::startComponent(encoder_create(&result, &params), semaphoreEmptyBufferPost, outputCallback, ud);
     if (*handle == nullptr) {
         zem::videoInputSemaphore().release();
         return 0;

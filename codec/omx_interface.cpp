@@ -3,10 +3,12 @@
 #include <cstring>
 
 #include "base/log.h"
-#include "omx/qcom_omx_interface.h"
+#include "codec/driver_handle.h"
 #include "omx/qcom_omx_interface_decoder.h"
 #include "omx/qcom_omx_interface_encoder.h"
 #include "omx/result_codes.h"
+
+using zem::interfaceOf;
 
 namespace {
 
@@ -17,10 +19,6 @@ constexpr int kDefaultWidth = 500;
 constexpr int kDefaultHeight = 1000;
 // What the other components propose is too small for a key frame.
 constexpr int kInputBufferBytes = 1024000;
-
-QcomOmxInterface* interfaceOf(void* handle) {
-    return static_cast<QcomOmxInterface*>(handle);
-}
 
 QcomOmxInterfaceDecoder* decoderOf(void* handle) {
     return static_cast<QcomOmxInterfaceDecoder*>(interfaceOf(handle));
