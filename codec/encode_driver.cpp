@@ -162,9 +162,8 @@ int omxt_encode_init(void** handle, codecUserData* ud, unsigned char* outBuffer,
     zem::videoInputSemaphore().acquire();
     LOGI("omx encoder create: {%s}", componentName != nullptr ? componentName : "(null)");
     int result = 0;
-    *handle =
-        zem::startComponent(encoder_create(&result, &params), semaphoreEmptyBufferPost, outputCallback, ud);
-    if (*handle == nullptr) {
+    *handle = encoder_create(&result, &params);
+    if (zem::startComponent(handle, semaphoreEmptyBufferPost, outputCallback, ud) > 0) {
         zem::videoInputSemaphore().release();
         return 0;
     }
