@@ -32,14 +32,26 @@ struct codecUserData {
     std::atomic<int> strideRemainder{0};
     /// Decoder only: pixels cut from the right of each picture row.
     std::atomic<int> cropMargin{0};
+    /// Audio encoder only: what its component was set up with.
+    int channels = 0;
+    int bitrate = 0;       // bits a second
+    int samplingRate = 0;  // samples a second
     /// Work memory of an output handler, made and used on the output thread; freed only when the
     /// component has stopped. Owned.
     unsigned char* secondBuffer = nullptr;
     /// Bytes at secondBuffer.
     int secondBufferSize = 0;
-    /// Guard of the audio codecs' gathered output and of the wake-up that goes with it.
+    /// Decoder only: why, and at which size, the last picture that was dropped was; a literal, null while
+    /// none was. The output thread's.
+    const char* dropReason = nullptr;
+    int dropWidth = 0;
+    int dropHeight = 0;
+    /// Guard of the audio codecs' gathered output and of the wake-up that goes with it. Never held across a
+    /// call into the component or into Java.
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-    /// Set by another thread that is about to delete the codec: ends every wait for an input buffer.
+    /// Outputs of an audio codec so far; wraps. Guarded by the mutex, signalled by the condition.
+    unsigned outputCount = 0;
+    /// Set by another thread that is about to delete the codec: ends every wait for the component.
     std::atomic<bool> closeRequested{false};
 };

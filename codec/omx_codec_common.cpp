@@ -5,6 +5,7 @@
 
 #include "base/log.h"
 #include "codec/component_names.h"
+#include "codec/gathered_output.h"
 #include "codec/input_semaphore.h"
 
 namespace {
@@ -22,8 +23,13 @@ char* copyOfName(const char* name) {
 omxCodecCommon::omxCodecCommon(const char* name) : mUserData(new (std::nothrow) codecUserData) {
     LOGI("omxCodecCommon::omxCodecCommon + [%s]", name != nullptr ? name : "(null)");
     if (name != nullptr) {
-        mComponentName = copyOfName(name);
+        useName(name);
     }
+}
+
+void omxCodecCommon::useName(const char* name) {
+    delete[] mComponentName;
+    mComponentName = copyOfName(name);
 }
 
 omxCodecCommon::~omxCodecCommon() {
@@ -55,6 +61,25 @@ void omxCodecCommon::SetUsedSize(int size) {
     }
 }
 
+GatheredOutput omxCodecCommon::takeGathered() {
+    GatheredOutput output;
+    if (mUserData == nullptr) {
+        return output;
+    }
+    omxCodecLock();
+    const int used = mUserData->outputUsed.load();
+    if (used > 0 && used <= zem::capacityOf(*mUserData)) {
+        output.bytes.reset(new (std::nothrow) unsigned char[static_cast<size_t>(used)]);
+        if (output.bytes != nullptr) {
+            memcpy(output.bytes.get(), mUserData->outputBuffer, static_cast<size_t>(used));
+            output.size = used;
+            mUserData->outputUsed.store(0);
+        }
+    }
+    omxCodecUnlock();
+    return output;
+}
+
 int omxCodecCommon::IsOpen() const {
     return mUserData != nullptr ? mUserData->openResult.load() : 0;
 }
@@ -65,7 +90,10 @@ void omxCodecCommon::requestClose() {
     if (mUserData == nullptr) {
         return;
     }
+    omxCodecLock();
     mUserData->closeRequested.store(true);
+    pthread_cond_broadcast(&mUserData->condition);
+    omxCodecUnlock();
     zem::videoInputSemaphore().postToAll();
     zem::audioInputSemaphore().postToAll();
 }

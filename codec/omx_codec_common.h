@@ -5,8 +5,15 @@
 #include <time.h>
 
 #include <atomic>
+#include <memory>
 
 #include "codec/codec_user_data.h"
+
+/// Output that was taken out of a codec.
+struct GatheredOutput {
+    std::unique_ptr<unsigned char[]> bytes;  // null when there is none
+    int size = 0;                            // bytes
+};
 
 /// A base part of every hardware codec; never deleted through this type. The queries and
 /// requestClose() may be called from any thread while the object lives, all else belongs to the
@@ -24,11 +31,14 @@ class omxCodecCommon {
     /// Bytes gathered at GetBuffer().
     int GetUsedSize();
     void SetUsedSize(int size);
+    /// Takes all gathered output out and leaves none, in one step that no new output can come between.
+    /// Any thread; deliver it without a lock.
+    GatheredOutput takeGathered();
 
     /// Not 0 while the codec runs: the result of its last open.
     int IsOpen() const;
 
-    /// Makes a call that waits for an input buffer on another thread return, and keeps later ones from
+    /// Makes a call that waits for the component on another thread return, and keeps later ones from
     /// waiting; the next open clears it. Raise this, wait until the call has left, then delete the
     /// codec.
     void requestClose();
@@ -45,6 +55,8 @@ class omxCodecCommon {
   protected:
     /// Frees the record's second buffer. Only while no component runs.
     void close();
+    /// The component to use when the constructor got no name.
+    void useName(const char* name);
 
     /// The component of the flat driver API; null while none runs.
     void* mHandle = nullptr;
