@@ -50,14 +50,18 @@ timespec deadlineAfterMillis(int64_t millis) {
     return gClock.load()->deadlineAfterMicros(millis * 1000);
 }
 
-}  // namespace zem
-
-int semTimeWait(sem_t* semaphore, int milliseconds) {
-    const timespec deadline = zem::deadlineAfterMillis(milliseconds);
+int semWaitUntil(sem_t* semaphore, const timespec& deadline) {
     int result = 0;
     do {
         result = sem_timedwait(semaphore, &deadline);
     } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+}  // namespace zem
+
+int semTimeWait(sem_t* semaphore, int milliseconds) {
+    const int result = zem::semWaitUntil(semaphore, zem::deadlineAfterMillis(milliseconds));
     if (result == -1 && errno != ETIMEDOUT) {
         LOGE("%s, sem_timedwait return %d, errno=%d", "int semTimeWait(sem_t*, int)", result, errno);
     }

@@ -33,6 +33,10 @@ void sleepMillis(int64_t millis);
 /// pthread_cond_timedwait.
 timespec deadlineAfterMillis(int64_t millis);
 
+/// Takes `semaphore`, waiting until the absolute `deadline` (CLOCK_REALTIME); interrupted waits go on.
+/// Returns 0 when it was taken, else -1 with errno: ETIMEDOUT, or what is wrong.
+int semWaitUntil(sem_t* semaphore, const timespec& deadline);
+
 }  // namespace zem
 
 /// Takes `semaphore`, waiting at most `milliseconds`. Returns 0 when it was taken, -1 on time-out or

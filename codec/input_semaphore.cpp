@@ -60,10 +60,7 @@ void InputSemaphore::postToAll() {
 }
 
 int InputSemaphore::waitUntil(const timespec& deadline, const char* signature) {
-    int result = 0;
-    do {
-        result = sem_timedwait(&mSemaphore, &deadline);
-    } while (result == -1 && errno == EINTR);
+    const int result = semWaitUntil(&mSemaphore, deadline);
     if (result == -1 && errno != ETIMEDOUT) {
         LOGE("%s, sem_timedwait return %d, errno=%d", signature, result, errno);
     }
