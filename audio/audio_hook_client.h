@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 #include <semaphore.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <cstdint>
@@ -10,9 +11,9 @@
 #include "audio/audio_hook_buffer.h"
 #include "audio/audio_hook_library.h"
 
-/// One controlling thread at a time opens, starts and stops; the callback may stop, too. What the callback may not
-/// do: start, or delete this client. It may take its time only in the decoupled mode: in direct mode it holds
-/// up the library.
+/// One controlling thread at a time opens, starts and stops; the callback may stop, too. What the callback
+/// may not do: start, or delete this client. It may take its time only in the decoupled mode: in direct mode
+/// it holds up the library.
 class AudioHookClient {
   public:
     using funcAudioHookCallback = ::funcAudioHookCallback;
@@ -34,7 +35,9 @@ class AudioHookClient {
     virtual int startUsingThread(funcAudioHookCallback callback);
     /// Returns with no callback running: in decoupled mode by this client's own doing, in direct mode as far
     /// as the library's stopAudioHook keeps its word, since there the library alone knows its calls. From
-    /// within the callback it returns at once and the calling callback is the last. May be started again.
+    /// within the callback it returns at once and the calling callback is the last: in decoupled mode a
+    /// further stop waits for its end, in direct mode who deletes this client must know of it. May be started
+    /// again.
     virtual void stop();
 
     /// False when there is no library, or one that lacks what is needed.
@@ -51,9 +54,9 @@ class AudioHookClient {
     static void* audioHookClientThread(void* self);
     static void audioHookCallback(int event, void* user, void* info);
     void* audioHookClientThreadProc();
-    bool awaitBlock(bool* failed);
+    bool awaitPush();
     AudioBuffer& ring();
-    bool canStart();
+    bool prepare(const char* caller);
     int startHook(funcAudioHookCallback callback);
     void stopHook();
     bool isOwnThread() const;
@@ -63,12 +66,13 @@ class AudioHookClient {
     std::atomic<int32_t> mBufferSize{0};
     std::atomic<int32_t> mSampleRate{0};
     std::atomic<int32_t> mOutputFormat{0};
-    std::atomic<int32_t> mHook{0};     // who exchanges it for 0 stops it
+    std::atomic<int32_t> mHook{0};      // who exchanges it for 0 stops it
     std::atomic<bool> mStopped{false};  // apart from mHook, which is not known yet when the first blocks come
-    std::atomic<int32_t> mPushing{0};  // calls inside pushAudioData; the ring goes only when there is none
-    sem_t mSemaphore;                  // counts pushes; lives as long as this: a late push meets no dead one
-    pthread_t mThread{};               // controlling thread; meaningful while mHasThread
-    bool mHasThread = false;           // controlling thread; started and not joined
+    std::atomic<int32_t> mPushing{0};   // calls inside pushAudioData; the ring goes only when there is none
+    sem_t mSemaphore;                   // counts pushes; lives as long as this: a late push meets no dead one
+    pthread_t mThread{};                // controlling thread; meaningful while mHasThread
+    bool mHasThread = false;            // controlling thread; started and not joined
+    std::atomic<pid_t> mThreadId{0};    // the thread's own number, while it runs
     funcAudioHookCallback mfuncAudioHookCallback = nullptr;  // decoupled mode; set before the thread starts
     std::atomic<AudioBuffer*> mAudioBuffer{nullptr};         // owned; who exchanges it for null deletes it
 };
