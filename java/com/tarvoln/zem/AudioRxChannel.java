@@ -4,7 +4,11 @@ import java.nio.ByteBuffer;
 
 /**
  * Receives sound: decodes it to signed 16-bit PCM in the machine's byte order, channels interleaved.
- * Decoded blocks arrive in the pool.
+ * Decoded blocks arrive in the pool, as a rule before {@link #decode} returns: they have no fixed size, and
+ * with Vorbis they may be empty.
+ *
+ * <p>Packets are decoded in the order in which the sender's pool gave them. After a lost one Vorbis goes on with
+ * the next page. An AAC stream cannot be joined without its first packet, which has the configuration.
  */
 public class AudioRxChannel extends MediaChannel {
     /** {@code id}: Ogg Vorbis in software; the stream has no header pages. */

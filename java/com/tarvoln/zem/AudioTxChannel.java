@@ -6,8 +6,25 @@ import java.nio.ByteBuffer;
  * Sends sound: captures what the device plays and encodes it. PCM is signed 16-bit in the machine's byte
  * order, channels interleaved.
  *
+ * <pre>{@code
+ * try (AudioTxChannel channel = new AudioTxChannel()) {
+ *     if (!channel.openCapture(AudioTxChannel.CODEC_VORBIS, 2, 0)) { ... }
+ *     ... tell the other end the codec, the channels and channel.getAudioHookClientSampleRate()
+ *     MediaUnit packet = channel.pool().take(1, TimeUnit.SECONDS);
+ *     ... channel.pool().release(packet);
+ * }
+ * }</pre>
+ *
  * <p>Captured sound is encoded and delivered into the pool on the capturing library's thread, without a
- * call of the application's. An open encoder encodes only while the hook client runs.
+ * call of the application's. An open encoder encodes only while the hook client runs, whoever supplies the
+ * PCM. What a packet in the pool is:
+ *
+ * <ul>
+ *   <li>Vorbis: one or more whole Ogg pages of about 1000 bytes, some 80 ms of sound each. There are no header
+ *       pages: the other end makes the headers itself, with the same settings and the same version of the
+ *       codec.
+ *   <li>AAC: raw units, as a rule one; the stream's first bytes are its AudioSpecificConfig.
+ * </ul>
  */
 public class AudioTxChannel extends MediaChannel {
     /** {@code id}: Ogg Vorbis in software; the stream has no header pages. */
@@ -26,7 +43,28 @@ public class AudioTxChannel extends MediaChannel {
         super(pool);
     }
 
-    /** {@link #openAudioEncoder}, after closing what this channel had open. */
+    /**
+     * Opens the capture of what the device plays and an encoder for its sample rate, and starts, after closing
+     * what this channel had open. Packets arrive in the pool while something plays, until {@link #close()}.
+     * To send everything that was captured, call {@link #stopAudioHookClient()}, take what is in the
+     * pool, then close.
+     *
+     * @param id {@link #CODEC_VORBIS} or {@link #CODEC_AAC}
+     * @param channels 2, as captured; or 1 with Vorbis, which keeps the left one
+     * @param quality see {@link #openAudioEncoder}
+     * @return false when there is nothing to capture with, or the encoder refuses
+     */
+    public boolean openCapture(int id, int channels, int quality) {
+        // The rate is known once the client is open; opening the encoder leaves the client alone.
+        return openEngine(() -> openAudioHookClient()
+                && openAudioEncoder(id, channels, getAudioHookClientSampleRate(), quality)
+                && startAudioHookClient());
+    }
+
+    /**
+     * {@link #openAudioEncoder}, after closing what this channel had open. Nothing is encoded before
+     * {@link #openAudioHookClient()} and {@link #startAudioHookClient()}; {@link #openCapture} does all of it.
+     */
     public boolean open(int id, int channels, int sampling, int quality) {
         return openEngine(() -> openAudioEncoder(id, channels, sampling, quality));
     }
@@ -52,8 +90,9 @@ public class AudioTxChannel extends MediaChannel {
      * the first delivery target.
      *
      * @param id {@link #CODEC_VORBIS} or {@link #CODEC_AAC}
-     * @param channels 1 or 2
-     * @param sampling sample rate, Hz
+     * @param channels 1 or 2. The Vorbis encoder is given two channels in any case, and of two keeps the left
+     *     one for 1; the AAC encoder is given as many as this says
+     * @param sampling sample rate, Hz. Vorbis refuses 8000 and 96000, in mono also 11025 and 22050
      * @param quality Vorbis: only logged. AAC: bit rate by index 0 to 10: 64, 80, 96, 112, 128, 160, 192,
      *     224, 256, 320, 500 kbit/s
      * @return false for an unknown id or settings that the codec refuses
@@ -81,8 +120,9 @@ public class AudioTxChannel extends MediaChannel {
     public native int getAudioHookClientOutputFormat();
 
     /**
-     * Encodes PCM of the application's own. Works only while the hook client runs. May block for as long
-     * as the encoder has no free input buffer.
+     * Encodes PCM of the application's own. Works only while the hook client runs; what that captures goes
+     * into the same stream. A hardware encoder makes the call wait for its output, up to 500 ms, and for
+     * as long as it has no free input buffer.
      *
      * @param buffer direct buffer; position and limit are ignored
      * @param offset index of the first byte
@@ -115,7 +155,7 @@ public class AudioTxChannel extends MediaChannel {
     /**
      * Finds out whether the device is playing sound now, by listening for 0.7 s. Blocks for about two
      * seconds: not for a thread that has to stay responsive. Starts the hook client and stops it again
-     * when it is not running yet. (The name is misspelt in every release, so it stays.)
+     * when it is not running yet; needs no open encoder. False also when nothing can be captured. (The name is misspelt in every release, so it stays.)
      */
     public native boolean isAdudioPlaying();
 }

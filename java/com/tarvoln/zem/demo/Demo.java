@@ -42,12 +42,14 @@ public final class Demo {
     /** The session; gives null, or what went wrong. */
     private String run() throws IOException, InterruptedException {
         try (ReceiverLink link = new ReceiverLink(options.port(), options.chip());
-                Sampler sampler = new Sampler(options.port(), options.config())) {
-            return session(link, sampler);
+                Sampler sampler = new Sampler(options.port(), options.config());
+                AudioSender audio = new AudioSender(options.port(), options.audio())) {
+            return session(link, sampler, audio);
         }
     }
 
-    private String session(ReceiverLink link, Sampler sampler) throws IOException, InterruptedException {
+    private String session(ReceiverLink link, Sampler sampler, AudioSender audio)
+            throws IOException, InterruptedException {
         VideoTxChannel.Config config = options.config();
         BufferPool pool = config.pool();
         FrameTimes times = new FrameTimes();
@@ -68,7 +70,9 @@ public final class Demo {
                 return notOpened("did not open");
             }
             first = ScreenPicture.of(channel, config.width(), config.height());
+            audio.start();
             loop.run(options.seconds());
+            audio.stop();
             // Closing drops what is still inside the codec.
             writer.awaitPictures(PRIMING_FRAMES + loop.starts().size(), DELIVERY_LIMIT_MILLIS);
             link.sendEnd(); // the other end closes while this one does
@@ -77,7 +81,8 @@ public final class Demo {
             writer.stop();
         }
         LongList arrivals = writer.finish();
-        return conclude(loop, writer, pool.exhausted(), first, deliveryTimes(loop.starts(), arrivals), link);
+        return conclude(loop, writer, pool.exhausted(), first, deliveryTimes(loop.starts(), arrivals), link,
+                audio.finish());
     }
 
     private String notOpened(String what) {
@@ -86,11 +91,11 @@ public final class Demo {
     }
 
     private String conclude(CaptureLoop loop, UnitWriter writer, long exhausted, ScreenPicture first, Samples delivery,
-            ReceiverLink link) throws IOException, InterruptedException {
+            ReceiverLink link, AudioFigures audio) throws IOException, InterruptedException {
         String received = link.awaitReport();
         Report report = new Report(options, loop.seconds(), PRIMING_FRAMES + loop.starts().size(),
                 writer.pictures(), writer.configurations(), writer.bytes(), loop.framesPerSecond(),
-                loop.captureTimes(), loop.encodeCallTimes(), delivery, exhausted, received);
+                loop.captureTimes(), loop.encodeCallTimes(), delivery, exhausted, audio, received);
         Files.writeString(options.out().resolve("summary.json"), report.json());
         if (first != null) {
             first.writePng(options.out().resolve("sent-first.png"));

@@ -11,16 +11,17 @@ import java.util.Map;
  * @param seconds how long to capture
  * @param out folder for the results; exists
  * @param chip name of the chip profile
+ * @param audio codec of the sound; null for none
  * @param port TCP port on the loopback at which the receiver listens
  */
-record Options(double seconds, Path out, VideoTxChannel.Config config, String chip, int port) {
+record Options(double seconds, Path out, VideoTxChannel.Config config, String chip, AudioCodec audio, int port) {
     static Options parse(String[] args) {
         Map<String, String> values = pairs(args);
         VideoTxChannel.Config config = new VideoTxChannel.Config(
                 number(values, "--width"), number(values, "--height"), number(values, "--bitrate"),
                 number(values, "--fps"), number(values, "--gop"), VideoTxChannel.RATE_VARIABLE);
         return new Options(Double.parseDouble(text(values, "--seconds")), Path.of(text(values, "--out")),
-                config, text(values, "--chip"), number(values, "--port"));
+                config, text(values, "--chip"), AudioCodec.named(text(values, "--audio")), number(values, "--port"));
     }
 
     static Map<String, String> pairs(String[] args) {

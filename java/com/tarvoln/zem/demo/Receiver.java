@@ -27,6 +27,7 @@ public final class Receiver {
     private final Path out;
     private final String chip;
     private final PictureWindow window;
+    private final String sink;
     private final PictureBook book = new PictureBook();
     private final Samples decodeCalls = new Samples();
     private Quality quality;
@@ -38,6 +39,7 @@ public final class Receiver {
         out = Path.of(Options.text(options, "--out"));
         chip = Options.text(options, "--chip");
         window = options.containsKey("--window") ? PictureWindow.open() : null;
+        sink = options.get("--sink");
     }
 
     /** Ends the process with 0, or with 1 after saying on the error stream what went wrong. */
@@ -56,15 +58,18 @@ public final class Receiver {
 
     /** Takes one session. The file gets the port's number once connections are accepted. */
     private void serve(Path portFile) throws IOException, InterruptedException {
-        try (ServerSocket server = new ServerSocket(0, 2, InetAddress.getLoopbackAddress())) {
+        try (ServerSocket server = new ServerSocket(0, 3, InetAddress.getLoopbackAddress())) {
             server.setSoTimeout(ACCEPT_MILLIS);
             Path draft = portFile.resolveSibling(portFile.getFileName() + ".new");
             Files.writeString(draft, Integer.toString(server.getLocalPort()));
             Files.move(draft, portFile, StandardCopyOption.ATOMIC_MOVE);
             try (Wire wire = new Wire(server.accept()); Wire side = new Wire(server.accept())) {
+                AudioReceiver audio =
+                        new AudioReceiver(new Wire(server.accept()), out.resolve("received/audio.wav"), sink);
                 Message hello = wire.receive();
                 quality = new Quality(side, ColorRoute.between(hello.text(), chip));
                 session(wire);
+                audio.finish();
             }
         }
     }

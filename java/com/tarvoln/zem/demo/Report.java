@@ -10,11 +10,12 @@ import java.util.Locale;
  * @param unitsDelivered units with a picture that Java received
  * @param configurationUnits units without one that Java received: the stream's configuration
  * @param fps frames a second in steady state, see {@link CaptureLoop#framesPerSecond()}
+ * @param audio the sound's figures; null when there was none
  * @param receiver the other end's figures, a JSON object; null when it did not report
  */
 record Report(Options options, double seconds, int framesCaptured, int unitsDelivered, int configurationUnits,
         long bytes, double fps, Samples capture, Samples encodeCall, Samples delivery, long poolExhausted,
-        String receiver) {
+        AudioFigures audio, String receiver) {
     double kbps() {
         return seconds > 0 ? bytes * 8 / 1000.0 / seconds : 0;
     }
@@ -36,12 +37,17 @@ record Report(Options options, double seconds, int framesCaptured, int unitsDeli
                   "encode_call_ms": %s,
                   "delivery_ms": %s,
                   "pool_exhausted": %d,
+                  "audio": %s,
                   "receiver": %s
                 }
                 """,
                 seconds, options.config().width(), options.config().height(), options.chip(), framesCaptured,
                 unitsDelivered, configurationUnits, bytes, fps, kbps(), capture.json(), encodeCall.json(),
-                delivery.json(), poolExhausted, receiver == null ? "null" : receiver.strip().replace("\n", "\n  "));
+                delivery.json(), poolExhausted, nested(audio == null ? null : audio.json()), nested(receiver));
+    }
+
+    private static String nested(String json) {
+        return json == null ? "null" : json.strip().replace("\n", "\n  ");
     }
 
     String text() {
@@ -56,6 +62,7 @@ record Report(Options options, double seconds, int framesCaptured, int unitsDeli
         if (poolExhausted > 0) {
             text.append(String.format("  %d units were dropped: no free buffer in the pool%n", poolExhausted));
         }
+        text.append(audio == null ? "" : audio.text());
         return text.toString();
     }
 

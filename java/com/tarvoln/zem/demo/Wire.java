@@ -39,7 +39,11 @@ final class Wire implements Closeable {
         /** Receiver, last: its figures, as JSON. */
         REPORT,
         /** Receiver, in place of the report: why it gave up. */
-        FAILED
+        FAILED,
+        /** Sender, on the sound's connection: sample rate (number), and codec and channels, a byte each. */
+        AUDIO_FORMAT,
+        /** Sender, there: encoded sound, or nothing as a sign of life. Time: a block was captured that ends in it. */
+        AUDIO
     }
 
     /** More is a mistake: it is above the RGBA screen of 4096 x 4096. */
