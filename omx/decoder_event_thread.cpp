@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "base/log.h"
-#include "omx/qcom_omx_interface_decoder.h"
+#include "omx/qcom_omx_event_interface.h"
 #include "omx/result_codes.h"
 
 using android::omx_message;
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kEventWaitMillis = 3000;
 
-thread_local const QcomOmxInterfaceDecoder* tServed = nullptr;  // whose event thread this is
+thread_local const QcomOmxEventInterface* tServed = nullptr;  // whose event thread this is
 
 struct FreeRecord {
     void operator()(omx_message* record) const { free(record); }
@@ -47,9 +47,9 @@ void moveRecords(SimpleQueue& from, SimpleQueue& to) {
 
 }  // namespace
 
-int QcomOmxInterfaceDecoder::init() {
+int QcomOmxEventInterface::init() {
     if (mEventThreadJoinable) {
-        LOGE("QcomOmxInterfaceDecoder::init : the event thread runs already");
+        LOGE("QcomOmxEventInterface::init : the event thread runs already");
         return OMX_RESULT_EVENT_THREAD;
     }
     if (pthread_create(&mEventMonitorThread, nullptr, EventMonitorThread, this) != 0) {
@@ -59,7 +59,7 @@ int QcomOmxInterfaceDecoder::init() {
     return QcomOmxInterface::init();
 }
 
-void QcomOmxInterfaceDecoder::onOmxObserverEvent(const omx_message& msg) {
+void QcomOmxEventInterface::onOmxObserverEvent(const omx_message& msg) {
     QcomOmxInterface::onOmxObserverEvent(msg);
     const auto& event = msg.u.event_data;
     if (queueEvent(msg)) {
@@ -70,7 +70,7 @@ void QcomOmxInterfaceDecoder::onOmxObserverEvent(const omx_message& msg) {
 }
 
 /// False when nobody takes events any more.
-bool QcomOmxInterfaceDecoder::queueEvent(const omx_message& msg) {
+bool QcomOmxEventInterface::queueEvent(const omx_message& msg) {
     EventRecord record = copyOfEvent(msg);
     const zem::QueueLock lock(*mEventQueue);
     if (record == nullptr || mEventQueueClosed) {
@@ -80,18 +80,18 @@ bool QcomOmxInterfaceDecoder::queueEvent(const omx_message& msg) {
     return true;
 }
 
-void* QcomOmxInterfaceDecoder::EventMonitorThread(void* decoder) {
+void* QcomOmxEventInterface::EventMonitorThread(void* decoder) {
     pthread_setname_np(pthread_self(), "omx-event");
-    static_cast<QcomOmxInterfaceDecoder*>(decoder)->runEventThread();
+    static_cast<QcomOmxEventInterface*>(decoder)->runEventThread();
     return nullptr;
 }
 
-void QcomOmxInterfaceDecoder::runEventThread() {
+void QcomOmxEventInterface::runEventThread() {
     tServed = this;
     do {
         mEventSem.wait(kEventWaitMillis);
-        if (mDeInitStarted) {
-            LOGI("QcomOmxInterfaceDecoder::EventMonitorThread : Quit");
+        if (mDeInitStarted && teardownEndsEvents()) {
+            LOGI("QcomOmxInterfaceDecoder::EventMonitorThread : Quit");  // log readers know it so
             break;
         }
         handleQueuedEvents();
@@ -99,8 +99,7 @@ void QcomOmxInterfaceDecoder::runEventThread() {
     closeEventQueue();
 }
 
-/// A teardown that begins meanwhile leaves only errors to be answered.
-void QcomOmxInterfaceDecoder::handleQueuedEvents() {
+void QcomOmxEventInterface::handleQueuedEvents() {
     SimpleQueue batch;
     {
         const zem::QueueLock lock(*mEventQueue);
@@ -108,14 +107,14 @@ void QcomOmxInterfaceDecoder::handleQueuedEvents() {
     }
     for (EventRecord record = takeRecord(batch); record != nullptr; record = takeRecord(batch)) {
         const auto& event = record->u.event_data;
-        if (!mDeInitStarted || event.event == OMX_EventError) {
+        if (!mDeInitStarted || event.event == OMX_EventError || !teardownEndsEvents()) {
             onEvent(event.event, event.data1, event.data2);
         }
     }
 }
 
 /// From here on the message thread answers errors itself; those that it queued before are answered here.
-void QcomOmxInterfaceDecoder::closeEventQueue() {
+void QcomOmxEventInterface::closeEventQueue() {
     SimpleQueue rest;
     {
         const zem::QueueLock lock(*mEventQueue);
@@ -130,9 +129,9 @@ void QcomOmxInterfaceDecoder::closeEventQueue() {
     }
 }
 
-void QcomOmxInterfaceDecoder::endEventThread() {
+void QcomOmxEventInterface::endEventThread() {
     if (tServed == this) {
-        LOGE("QcomOmxInterfaceDecoder::endEventThread : called on the event thread itself");
+        LOGE("QcomOmxEventInterface::endEventThread : called on the event thread itself");
         return;
     }
     if (!mEventThreadJoinable.exchange(false)) {
@@ -143,7 +142,7 @@ void QcomOmxInterfaceDecoder::endEventThread() {
     pthread_join(mEventMonitorThread, nullptr);
 }
 
-void QcomOmxInterfaceDecoder::dropQueuedEvents() {
+void QcomOmxEventInterface::dropQueuedEvents() {
     const zem::QueueLock lock(*mEventQueue);
     while (takeRecord(*mEventQueue) != nullptr) {
     }

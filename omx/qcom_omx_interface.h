@@ -126,6 +126,8 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     int setupPortParameters(int port, int width, int height, int frameRate, int bufferSize);
     /// As above, but the colour layout stays the component's own.
     int setupPortParamsForDecoder(int port, int width, int height, int frameRate, int bufferSize);
+    /// Sets a port's audio coding, an OMX_AUDIO_CODINGTYPE: 0, 13, 14.
+    int setupPortParamsForAudio(int port, int audioFormat);
     /// Logs a port's definition; a debugging aid.
     void debugPortParameters(int port);
 
@@ -250,6 +252,7 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     android::status_t submitInput(const BufferInfo& record, unsigned int length, OMX_U32 flags,
                                   int timestamp);
     void refuseInput(BufferInfo& record);
+    android::status_t submitPayload(BufferInfo& record, unsigned int length, int timestamp, int answerMillis);
     void callInputCallback();
     void recordFill(BufferInfo& record, const android::omx_message& msg);
     void postWhenAllReturned(int port, zem::Semaphore& semaphore);
