@@ -1,7 +1,5 @@
 #include "base/clock.h"
 
-#include <sys/time.h>
-
 #include <atomic>
 #include <cerrno>
 
@@ -20,13 +18,6 @@ class SystemClock final : public Clock {
         while (nanosleep(&left, &left) == -1 && errno == EINTR) {
         }
     }
-
-    timespec deadlineAfterMicros(int64_t micros) override {
-        timeval now{};
-        gettimeofday(&now, nullptr);
-        const int64_t total = now.tv_usec + micros;
-        return {static_cast<time_t>(now.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
-    }
 };
 
 SystemClock gSystemClock;
@@ -34,8 +25,24 @@ std::atomic<Clock*> gClock{&gSystemClock};
 
 }  // namespace
 
+timeval Clock::now() {
+    timeval time{};
+    gettimeofday(&time, nullptr);
+    return time;
+}
+
+timespec Clock::deadlineAfterMicros(int64_t micros) {
+    const timeval start = now();
+    const int64_t total = start.tv_usec + micros;
+    return {static_cast<time_t>(start.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
+}
+
 void setClock(Clock* clock) {
     gClock.store(clock != nullptr ? clock : &gSystemClock);
+}
+
+timeval now() {
+    return gClock.load()->now();
 }
 
 void sleepMicros(int64_t micros) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <semaphore.h>
+#include <sys/time.h>
 #include <time.h>
 
 #include <cstdint>
@@ -15,13 +16,18 @@ class Clock {
     virtual ~Clock() = default;
     /// Blocks the calling thread for `micros` microseconds.
     virtual void sleepMicros(int64_t micros) = 0;
-    /// The absolute CLOCK_REALTIME time at which a wait of `micros` that starts now is over.
-    virtual timespec deadlineAfterMicros(int64_t micros) = 0;
+    /// The time of day.
+    virtual timeval now();
+    /// The absolute CLOCK_REALTIME time at which a wait of `micros`, 0 or more, that starts now is over.
+    virtual timespec deadlineAfterMicros(int64_t micros);
 };
 
 /// Installs `clock` (not owned) for the whole process; null restores the real one. For tests, and
 /// only while no engine thread runs.
 void setClock(Clock* clock);
+
+/// The time of day on the installed clock.
+timeval now();
 
 /// Sleeps for `micros` microseconds on the installed clock.
 void sleepMicros(int64_t micros);
