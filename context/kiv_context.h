@@ -203,6 +203,7 @@ class KivContext {
     std::atomic<int32_t> mAudioEncodeBusy{0};  // calls inside encodeAudio; closing the hook waits for 0
     zem::Turn mEncodeTurn;                     // of the calls that take pictures and encode them
     zem::Turn mDecodeTurn;                     // of the calls that decode
+    zem::Turn mEncoderOpenTurn;                // of openVideoEncoder
     zem::Turn mDecoderOpenTurn;                // of openVideoDecoder
 };
 

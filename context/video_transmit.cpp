@@ -95,7 +95,11 @@ void KivContext::removeEncoder() {
 }
 
 bool KivContext::openVideoEncoder(int id, int bitrate, int fps, int gopsize, bool create) {
+    std::lock_guard<zem::Turn> turn(mEncoderOpenTurn);
     endPreviousEncoder();
+    // Two must not be alive at once: what is held back of the first outputs is the process's. Another thread
+    // may still be closing one.
+    mVideoEncoder.awaitEnds();
     LOGI("KivContext::openVideoEncoder [id:%d, bitrate:%d, fps:%d, gopsize:%d,%X, create:%d]", id, bitrate,
          fps, gopsize, static_cast<unsigned>(gopsize), create ? 1 : 0);
     mVideoCodecId = id;
