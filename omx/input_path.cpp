@@ -14,6 +14,10 @@ constexpr int kOk = 0;
 constexpr int kNotNow = -1;  // no free buffer; on the zero-copy way a refusal too
 constexpr int kNever = -2;   // waiting for a buffer would not help
 
+// How long components that must be fed one buffer at a time get to give it back.
+constexpr int kBufferAnswerMillis = 3000;
+constexpr int kDataAnswerMillis = 100;
+
 }  // namespace
 
 /// The first free record, marked as taken; null when there is none.
@@ -69,6 +73,24 @@ void QcomOmxInterface::refuseInput(BufferInfo& record) {
     record.ownedByComponent = false;
 }
 
+/// Submits a payload that lies in the record already; microseconds. Waits up to `answerMillis`, unless that
+/// is 0, for a buffer to come back.
+status_t QcomOmxInterface::submitPayload(BufferInfo& record, unsigned int length, int timestamp,
+                                         int answerMillis) {
+    mInputPending = true;
+    if (answerMillis > 0) {
+        mEmptyDoneSem.tryWait();
+    }
+    record.length = length;
+    const status_t status = submitInput(record, length, 0, timestamp);
+    if (status != android::OK) {
+        refuseInput(record);
+    } else if (answerMillis > 0) {
+        mEmptyDoneSem.wait(answerMillis);
+    }
+    return status;
+}
+
 int QcomOmxInterface::reserveInputBuffer(void** buffer, void** data) {
     *buffer = nullptr;
     *data = nullptr;
@@ -100,20 +122,12 @@ int QcomOmxInterface::sendInputBuffer(void* buffer, int length, int timestamp) {
         releaseInputBuffer(buffer);
         return kNotNow;
     }
-    mInputPending = true;
-    if (mWaitAfterSendBuffer) {
-        mEmptyDoneSem.tryWait();
-    }
-    record->length = static_cast<unsigned int>(length);
-    const status_t status = submitInput(*record, record->length, 0, timestamp);
+    const status_t status = submitPayload(*record, static_cast<unsigned int>(length), timestamp,
+                                          mWaitAfterSendBuffer ? kBufferAnswerMillis : 0);
     if (status != android::OK) {
         LOGE("QCOMOMXINTERFACE - SEND INPUT BUFFER::emptyBuffer failed w/ error 0x%08x \n",
              static_cast<unsigned int>(status));
-        refuseInput(*record);
         return kNotNow;
-    }
-    if (mWaitAfterSendBuffer) {
-        mEmptyDoneSem.wait(3000);
     }
     return kOk;
 }
@@ -162,23 +176,15 @@ int QcomOmxInterface::sendInputData(void* data, unsigned int length, int timesta
     if (record == nullptr) {
         return kNotNow;
     }
-    mInputPending = true;
-    if (mWaitAfterSendData) {
-        mEmptyDoneSem.tryWait();
-    }
     if (length > 0) {
         memcpy(record->data, data, length);
     }
-    record->length = length;
-    const status_t status = submitInput(*record, length, 0, timestamp);
+    const status_t status =
+        submitPayload(*record, length, timestamp, mWaitAfterSendData ? kDataAnswerMillis : 0);
     if (status != android::OK) {
         LOGE("QCOMOMXINTERFACE - ETB::emptyBuffer failed w/ error 0x%08x \n",
              static_cast<unsigned int>(status));
-        refuseInput(*record);
         return kNever;
-    }
-    if (mWaitAfterSendData) {
-        mEmptyDoneSem.wait(100);
     }
     return kOk;
 }
