@@ -145,20 +145,20 @@ int GetDecodedData3(void* handle, void* data, unsigned int length, void* user) {
     }
     const DecodedSize size = zem::decodedSizeOf(*record);
     if (!size.isUsable()) {
-        return zem::dropPicture(kHandler, "size of the picture is refused", size, length);
+        return zem::dropPicture(*record, kHandler, "size of the picture is refused", size, length);
     }
     if (length < static_cast<uint64_t>(size.width) * static_cast<uint64_t>(size.height) * 3 / 2) {
-        return zem::dropPicture(kHandler, "data is shorter than the picture", size, length);
+        return zem::dropPicture(*record, kHandler, "data is shorter than the picture", size, length);
     }
     logPicture(size, length);
     const bool padded = zem::hasPaddedRows(record->hardwareBase.load());
     const Conversion kept = keptConversion(size, padded);
     if (!fits(size, padded, kept)) {
-        return zem::dropPicture(kHandler, "picture does not fit the first one's", size, length);
+        return zem::dropPicture(*record, kHandler, "picture does not fit the first one's", size, length);
     }
     const SourceLayout layout = padded ? paddedLayout(size, kept.size) : planarLayout(size, kept.size);
     if (length < layout.needed) {
-        return zem::dropPicture(kHandler, "data is shorter than what is converted", size, length);
+        return zem::dropPicture(*record, kHandler, "data is shorter than what is converted", size, length);
     }
     convert(kept, layout, static_cast<const uint8_t*>(data));
     deliver(*record, kept.picture->data[0], static_cast<int>(size.outputBytes()));

@@ -47,7 +47,8 @@ void gatherPicture(codecUserData& record, const DecodedSize& size, int bytes) {
     const int used = record.outputUsed.load();
     const int at = used < 0 || int64_t{used} + bytes >= kWrapAt ? 0 : used;
     if (int64_t{at} + bytes > zem::capacityOf(record)) {
-        zem::dropPicture(kHandler, "no room to gather the picture", size, static_cast<uint64_t>(bytes));
+        zem::dropPicture(record, kHandler, "no room to gather the picture", size,
+                         static_cast<uint64_t>(bytes));
         return;
     }
     memcpy(record.outputBuffer + at, record.secondBuffer, static_cast<size_t>(bytes));
@@ -77,14 +78,14 @@ int GetDecodedData2(void* handle, void* data, unsigned int length, void* user) {
              size.height, size.margin);
     }
     if (!isConvertible(size)) {
-        return zem::dropPicture(kHandler, "size of the picture is refused", size, length);
+        return zem::dropPicture(*record, kHandler, "size of the picture is refused", size, length);
     }
     if (length < zem::tiledNv12Bytes(size.width, size.height)) {
-        return zem::dropPicture(kHandler, "data is shorter than the picture", size, length);
+        return zem::dropPicture(*record, kHandler, "data is shorter than the picture", size, length);
     }
     const int64_t bytes = DecodedSize::kBytesPerPixel * size.width * size.height;
     if (!makeSecondBuffer(*record, size, bytes)) {
-        return zem::dropPicture(kHandler, "no buffer for the picture", size, length);
+        return zem::dropPicture(*record, kHandler, "no buffer for the picture", size, length);
     }
     const auto width = static_cast<unsigned>(size.width);
     convertNV12Tile(width, static_cast<unsigned>(size.height), data, 0, record->secondBuffer, width * 2);

@@ -42,7 +42,14 @@ DecodedSize decodedSizeOf(const codecUserData& record) {
             record.strideRemainder.load()};
 }
 
-int dropPicture(const char* handler, const char* why, const DecodedSize& size, uint64_t given) {
+int dropPicture(codecUserData& record, const char* handler, const char* why, const DecodedSize& size,
+                uint64_t given) {
+    if (record.dropReason == why && record.dropWidth == size.width && record.dropHeight == size.height) {
+        return 0;
+    }
+    record.dropReason = why;
+    record.dropWidth = size.width;
+    record.dropHeight = size.height;
     LOGE("%s : %s (w:%d, h:%d, %llu bytes)", handler, why, size.width, size.height,
          static_cast<unsigned long long>(given));
     return 0;

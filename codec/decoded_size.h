@@ -36,7 +36,9 @@ bool learnDecodedSize(void* handle, codecUserData& record);
 /// The record's size.
 DecodedSize decodedSizeOf(const codecUserData& record);
 
-/// Logs why a picture of `given` bytes is dropped; 0, a handler's result.
-int dropPicture(const char* handler, const char* why, const DecodedSize& size, uint64_t given);
+/// Logs why a picture of `given` bytes is dropped, a literal; of those that follow for the same reason and
+/// at the same size nothing more until the next open. 0, a handler's result. Output thread only.
+int dropPicture(codecUserData& record, const char* handler, const char* why, const DecodedSize& size,
+                uint64_t given);
 
 }  // namespace zem

@@ -108,6 +108,7 @@ void omxMpegVideoDecoder::resetForOpen() {
     mUserData->pendingOutputs.store(0);
     mUserData->cropMargin.store(0);
     mUserData->closeRequested.store(false);
+    mUserData->dropReason = nullptr;
     gDecodeInCnt.store(kLoggedUnits);
     gDecodeOutCnt.store(kLoggedUnits);
     mFailedSends = 0;
