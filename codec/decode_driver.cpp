@@ -101,7 +101,7 @@ int omxt_decode_send_end(void* handle, int timestamp) {
         if (error != 0) {
             return error;
         }
-        if (result == kNever || zem::closeIsRequested(handle)) {
+        if (result == kNever) {
             return result;  // no later try can succeed
         }
         const bool posted =

@@ -16,9 +16,9 @@ int omxt_decode_init(void** handle, unsigned char* outBuffer, int outCapacity, c
 /// time in microseconds. Returns 0, -1 (not sent) or -2 (refused).
 int SendDataToDecoder2(void* handle, const unsigned char* data, int size, int* consumed, int* timestamp);
 
-/// Sends the end of the stream, waiting at most 3000 ms for an input buffer. Returns 0; the component's
-/// error; -1 when the codec is about to be closed; -2 when the component refused; 32 when it keeps its
-/// buffers.
+/// Sends the end of the stream, waiting at most 3000 ms for an input buffer, also when the codec was asked
+/// to close, since closing is what sends it. Returns 0; the component's error; -2 when the component
+/// refused; 32 when it keeps its buffers.
 int omxt_decode_send_end(void* handle, int timestamp);
 
 /// Ends the component in order, or at once with `flag`, and destroys it. No output handler runs any more

@@ -96,6 +96,7 @@ TEST_F(DecodeDriver, EndOfStreamGivesUp) {
     mOmx->refuse("emptyBuffer");
     EXPECT_EQ(omxt_decode_send_end(mHandle, 7), -2);
     exhaust();
+    mRecord.closeRequested = true;  // as whenever a decoder is closed: that is what sends the end
     for (int i = 0; i < 50; i++) {
         zem::videoInputSemaphore().post();  // another codec's do not lengthen it
     }
