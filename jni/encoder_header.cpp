@@ -31,9 +31,6 @@ jboolean jni_createVideoEncoderHeader(JNIEnv* /*env*/, jobject /*self*/, jint so
     LOGI("kivjni: create encoder header.");
     if (!context->openVideoInput(source, width, height) ||
         !context->openVideoEncoder(id, bitrate, fps, gopsize, true)) {
-        // As after a success: Java sets a sink and opens both anew in either case.
-        context->closeVideoInput();
-        context->closeVideoEncoder();
         return JNI_FALSE;
     }
     awaitEncoderHeader(*context);

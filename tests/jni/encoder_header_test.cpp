@@ -1,6 +1,6 @@
 // Proves how a stream header is made, waited for and given up, at Java's boundary, in steps of the clock.
-// Catches a poll too many, a result taken before the last wait, an encoder or a sink that a failed attempt
-// leaves behind, a header of another that is lost by it.
+// Catches a poll too many, a result taken before the last wait, a running encoder that an attempt which opens
+// nothing ends, a header of another that is lost by it.
 #include <gmock/gmock.h>
 
 #include "context/hand_off.h"
@@ -54,17 +54,20 @@ TEST_F(EncoderHeader, IsWaitedForInTwentyMillisecondPolls) {
 }
 
 // With the header of the other end in the slot throughout: nothing may touch it.
-TEST_F(EncoderHeader, AnAttemptLeavesNothingOpenAndAPendingHeaderInPlace) {
+TEST_F(EncoderHeader, AFailedAttemptOnlyReturns) {
     const struct {
         const char* what;
         jint source, id;
         int openResult;
         jboolean result;
         size_t sleeps;
+        int screens, encoders, sinks;
     } cases[] = {
-        {"unknown source", 3, 2, 1, JNI_FALSE, 0},      {"source that never opens", 2, 2, 1, JNI_FALSE, 0},
-        {"unknown id", 1, 5, 1, JNI_FALSE, 0},          {"no encoder", 1, 2, 0, JNI_FALSE, 0},
-        {"one is there at once", 1, 2, 1, JNI_TRUE, 1},
+        {"unknown source", 3, 2, 1, JNI_FALSE, 0, 0, 1, 1},
+        {"source that never opens", 2, 2, 1, JNI_FALSE, 0, 0, 1, 1},
+        {"unknown id", 1, 5, 1, JNI_FALSE, 0, 1, 0, 1},
+        {"no encoder", 1, 2, 0, JNI_FALSE, 0, 1, 0, 1},
+        {"one is there at once", 1, 2, 1, JNI_TRUE, 1, 0, 0, 0},
     };
     FakeByteBuffer peer(5), got(5);
     peer.bytes = {9, 8, 7, 6, 5};
@@ -72,12 +75,15 @@ TEST_F(EncoderHeader, AnAttemptLeavesNothingOpenAndAPendingHeaderInPlace) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         SteppedClock clock([](size_t) {});
-        fakeEncoder().openResult = row.openResult;
         call<void>(kVideoTx, "setVideoEncoderEnv", mPool);
+        fakeEncoder().openResult = 1;
+        ASSERT_TRUE(openEncoder());
+        fakeEncoder().openResult = row.openResult;
         EXPECT_EQ(create(row.source, row.id), row.result);
         EXPECT_EQ(clock.sleeps.size(), row.sleeps);
-        EXPECT_EQ(fakeEncoder().living + fakeScreen().living, 0);
-        EXPECT_EQ(mVm.globalRefs(), 0) << "the sink is gone in any case";
+        EXPECT_EQ(fakeScreen().living, row.screens);
+        EXPECT_EQ(fakeEncoder().living, row.encoders);
+        EXPECT_EQ(mVm.globalRefs(), row.sinks);
         EXPECT_TRUE(KivContext::getInstance()->ReadyEncoderHeader());
     }
     EXPECT_EQ(take(got), 5);
