@@ -35,6 +35,16 @@ zem::RgbTarget turned565(uint8_t* start, int width, int height) {
     return target;
 }
 
+// The strides come in the order Y, Cb, Cr, whatever the order of the planes.
+void takePlanes(zem::YuvToRgbFrame& frame, const uint8_t* const* src, const int* srcStride, int cb, int cr) {
+    frame.y = src[0];
+    frame.cb = src[cb];
+    frame.cr = src[cr];
+    frame.yStride = srcStride[0];
+    frame.cbStride = srcStride[1];
+    frame.crStride = srcStride[2];
+}
+
 void takePairs(zem::YuvToRgbFrame& frame, const uint8_t* const* src, const int* srcStride) {
     frame.y = src[0];
     frame.yStride = srcStride[0];
@@ -96,12 +106,7 @@ int Yuv420ToBgr32::convert(uint8_t** dst, int* dstStride, const uint8_t* const* 
         return 0;
     }
     zem::YuvToRgbFrame frame = describe();
-    frame.y = src[0];
-    frame.cb = src[1];
-    frame.cr = src[2];
-    frame.yStride = srcStride[0];
-    frame.cbStride = srcStride[1];
-    frame.crStride = srcStride[2];
+    takePlanes(frame, src, srcStride, 1, 2);
     frame.target.start = dst[0];
     frame.target.pixelStep = kBgr32Bytes;
     frame.target.secondRow = dstStride[0];
@@ -121,13 +126,7 @@ int Yuv420ToRgb565::convert(uint8_t** dst, int* dstStride, const uint8_t* const*
         return 0;
     }
     zem::YuvToRgbFrame frame = describe();
-    frame.y = src[0];
-    frame.cr = src[1];
-    frame.cb = src[2];
-    frame.yStride = srcStride[0];
-    // Crossed: callers give the strides in the order Y, Cb, Cr beside planes in the order Y, Cr, Cb.
-    frame.crStride = srcStride[2];
-    frame.cbStride = srcStride[1];
+    takePlanes(frame, src, srcStride, 2, 1);
     frame.target = rowsOf565(dst[0], dstStride[0]);
     zem::convertYuvToRgb(frame);
     return 0;
