@@ -11,10 +11,13 @@ import java.nio.ByteBuffer;
  * other way round. The receivers of linear pictures take Cb for Cr and the reverse, and read red and blue the
  * other way round; the receiver of tiled pictures takes the samples for what they are, but of video range.
  */
-final class ColorRoute {
+public final class ColorRoute {
     private static final int BITS = 16;
     private static final int HALF = 1 << (BITS - 1);
     private static final int CHROMA_ZERO = (128 << BITS) + HALF - 1;
+
+    /** A codec at work takes a chroma sample so far, as a rule. */
+    private static final int CODING_LOSS = 16;
 
     private final boolean swappingSender;
     private final boolean tiledReceiver;
@@ -25,12 +28,25 @@ final class ColorRoute {
     }
 
     /** The route from a chip profile to a chip profile. */
-    static ColorRoute between(String sender, String receiver) {
+    public static ColorRoute between(String sender, String receiver) {
         return new ColorRoute(!sender.equals("tarn"), receiver.equals("qcom-tiled"));
     }
 
     /** RGB565 words, rows from the top, of a screen with 4 bytes a pixel: red, green, blue, alpha. */
-    short[] picture(ByteBuffer rgba, int width, int height) {
+    public short[] picture(ByteBuffer rgba, int width, int height) {
+        return picture(rgba, width, height, 0);
+    }
+
+    /**
+     * The same two times, for pictures that a codec changes a little: the receivers' colours leap where chroma is 0,
+     * and which side of that a sample near it comes out on is chance.
+     */
+    short[][] bothPictures(ByteBuffer rgba, int width, int height) {
+        return new short[][] {picture(rgba, width, height, CODING_LOSS), picture(rgba, width, height, -1)};
+    }
+
+    /** Chroma of up to {@code leap} gets what the receivers have for 0. */
+    private short[] picture(ByteBuffer rgba, int width, int height, int leap) {
         short[] words = new short[width * height];
         for (int y = 0; y < height; y++) {
             for (int x = 0; x < width; x++) {
@@ -38,7 +54,7 @@ final class ColorRoute {
                 int chroma = chroma(rgba.get(block) & 0xFF, rgba.get(block + 1) & 0xFF, rgba.get(block + 2) & 0xFF);
                 int at = (y * width + x) * 4;
                 int luma = luma(rgba.get(at) & 0xFF, rgba.get(at + 1) & 0xFF, rgba.get(at + 2) & 0xFF);
-                words[y * width + x] = word(luma, chroma >> 8, chroma & 0xFF);
+                words[y * width + x] = word(luma, chroma >> 8, chroma & 0xFF, leap);
             }
         }
         return words;
@@ -59,8 +75,8 @@ final class ColorRoute {
         return swappingSender ? cr << 8 | cb : cb << 8 | cr;
     }
 
-    private short word(int luma, int cb, int cr) {
-        return tiledReceiver ? tiledWord(luma, cb, cr) : linearWord(luma, cb, cr);
+    private short word(int luma, int cb, int cr, int leap) {
+        return tiledReceiver ? tiledWord(luma, cb, cr) : linearWord(luma, cb, cr, leap);
     }
 
     private static short tiledWord(int luma, int cb, int cr) {
@@ -74,13 +90,13 @@ final class ColorRoute {
      * The engine's tables have no entry of their own for a chroma of 0: the green ones and that of the sample
      * taken for Cb hold the end of the table before.
      */
-    private static short linearWord(int luma, int takenForCr, int takenForCb) {
+    private static short linearWord(int luma, int takenForCr, int takenForCb, int leap) {
         int x = takenForCr - 128;
         int z = takenForCb - 128;
-        int forHigh = takenForCb == 0 ? 178 : 116130 * z + HALF >> BITS;
+        int forHigh = takenForCb <= leap ? 178 : 116130 * z + HALF >> BITS;
         int forLow = 91881 * x + HALF >> BITS;
-        int greenOfCr = takenForCr == 0 ? 225 : -46802 * x;
-        int greenOfCb = takenForCb == 0 ? -5943854 : -22554 * z + HALF;
+        int greenOfCr = takenForCr <= leap ? 225 : -46802 * x;
+        int greenOfCb = takenForCb <= leap ? -5943854 : -22554 * z + HALF;
         return pack(luma + forHigh, luma + (greenOfCb + greenOfCr >> BITS), luma + forLow);
     }
 

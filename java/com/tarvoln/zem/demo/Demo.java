@@ -75,6 +75,9 @@ public final class Demo {
             audio.stop();
             // Closing drops what is still inside the codec.
             writer.awaitPictures(PRIMING_FRAMES + loop.starts().size(), DELIVERY_LIMIT_MILLIS);
+            if (loop.failure() == null) {
+                sampler.finish(times.size() - 1, channel);
+            }
             link.sendEnd(); // the other end closes while this one does
         } finally {
             progress.end();

@@ -4,19 +4,23 @@ import com.tarvoln.zem.VideoTxChannel;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.util.concurrent.SynchronousQueue;
+import java.util.concurrent.TimeUnit;
 
 /**
- * Sends the receiver a captured screen once in a while, for it to tell how good its picture of the same frame
- * is. On a connection and a thread of its own: a screen is a thousand times a unit's size. While one is still
+ * Sends the receiver a captured screen once in a while and the last one, for it to tell how good its picture of
+ * the same frame is. On a connection and a thread of its own: a screen is a thousand times a unit's size. While one is still
  * on its way the next is left out.
  */
 final class Sampler implements AutoCloseable {
-    private static final int FRAMES_PER_SAMPLE = 30;
+    private static final int FRAMES_PER_SAMPLE = 20;
 
     /** Early in the stream, yet not so early that there is nothing in the picture but its first motion. */
     private static final int FIRST_SAMPLE = 10;
 
-    private record Sample(int frame, ByteBuffer rgba) {}
+    /** The last screen has so long to go out. */
+    private static final long LAST_MILLIS = 3000;
+
+    private record Sample(int frame, ByteBuffer rgba, boolean last) {}
 
     private final Wire wire;
     private final int width;
@@ -42,8 +46,17 @@ final class Sampler implements AutoCloseable {
         if (isSample(frame)) {
             ScreenPicture picture = ScreenPicture.of(channel, width, height);
             if (picture != null) {
-                hand.offer(new Sample(frame, picture.rgba()));
+                hand.offer(new Sample(frame, picture.rgba(), false));
             }
+        }
+    }
+
+    /** Sends the last frame's screen too: a short session may have no other one, and ends the thread. */
+    void finish(int frame, VideoTxChannel channel) throws InterruptedException {
+        ScreenPicture picture = ScreenPicture.of(channel, width, height);
+        if (picture != null
+                && hand.offer(new Sample(frame, picture.rgba(), true), LAST_MILLIS, TimeUnit.MILLISECONDS)) {
+            thread.join(LAST_MILLIS);
         }
     }
 
@@ -55,10 +68,12 @@ final class Sampler implements AutoCloseable {
 
     private void run() {
         try {
-            while (true) {
-                Sample sample = hand.take();
+            Sample sample;
+            do {
+                sample = hand.take();
                 wire.send(Wire.Type.SAMPLE, sample.frame(), (long) width << 32 | height, sample.rgba());
-            }
+            } while (!sample.last());
+            wire.close();
         } catch (InterruptedException | IOException e) {
             // The session is over; if it should not be, the other connection says so.
         }
