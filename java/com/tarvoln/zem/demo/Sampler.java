@@ -8,8 +8,8 @@ import java.util.concurrent.TimeUnit;
 
 /**
  * Sends the receiver a captured screen once in a while and the last one, for it to tell how good its picture of
- * the same frame is. On a connection and a thread of its own: a screen is a thousand times a unit's size. While one is still
- * on its way the next is left out.
+ * the same frame is. On a connection and a thread of its own: a screen is a thousand times a unit's size. While one
+ * is still on its way the next is left out.
  */
 final class Sampler implements AutoCloseable {
     private static final int FRAMES_PER_SAMPLE = 20;
