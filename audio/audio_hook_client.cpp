@@ -80,7 +80,7 @@ int AudioHookClient::startUsingThread(funcAudioHookCallback callback) {
     return startHook(audioHookCallback);
 }
 
-/// What every start begins with: ends what runs. False when it cannot go on.
+// What every start begins with: ends what runs. False when it cannot go on.
 bool AudioHookClient::prepare(const char* caller) {
     if (isOwnThread()) {
         LOGE("%s: called from within the callback", caller);
@@ -198,7 +198,7 @@ void* AudioHookClient::audioHookClientThreadProc() {
     return nullptr;
 }
 
-/// Waits for the next push, which may bring one block. False when the thread has to end.
+// Waits for the next push, which may bring one block. False when the thread has to end.
 bool AudioHookClient::awaitPush() {
     int result = -1;
     while (result != 0) {
