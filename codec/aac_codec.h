@@ -5,7 +5,7 @@
 
 namespace zem {
 
-/// One call sends one buffer and then waits for an output, which the component's output thread
+/// A call sends one buffer and then waits for an output, which the component's output thread
 /// gathers in the record. The output thread holds the component's queue while it takes the record's
 /// mutex, and the message thread waits for that queue: so no call holds the mutex while it talks to the
 /// component or waits for an input buffer. Outputs are counted instead, so that one that comes
@@ -15,6 +15,11 @@ class AacCodec : public omxCodecCommon {
     /// Ends the stream and the component; over 3 s when the component answers late. Any number of
     /// times.
     void close();
+    /// Ends the component, in order or at once, as the end of the stream that was or was not sent before
+    /// asks for.
+    int omx_deinit();
+    /// Sends the end of the stream, if there was any.
+    virtual void omx_send_final_data() = 0;
 
   protected:
     /// `name` null: `usualName`.
@@ -31,8 +36,10 @@ class AacCodec : public omxCodecCommon {
     bool waitForOutput(unsigned before);
     /// Copies the gathered bytes and empties the buffer, if they fit `max`; else 0, and they stay.
     int readGathered(unsigned char* out, int max);
-    int endComponent();
-    virtual void omx_send_final_data() = 0;
+    /// Whether there is no component, or one that has failed: nothing can be sent any more.
+    bool componentIsGone() const;
+    /// What init owes its caller when the component could not be started.
+    void logStart(const char* function, int result) const;
 
     void* mReservedBuffer = nullptr;  // the component's; reserved by the last send
     void* mReservedData = nullptr;

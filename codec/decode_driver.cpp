@@ -1,10 +1,9 @@
 #include "codec/decode_driver.h"
 
-#include <time.h>
-
 #include "base/clock.h"
 #include "base/log.h"
 #include "codec/driver_handle.h"
+#include "codec/end_of_input.h"
 #include "codec/input_semaphore.h"
 #include "codec/start_component.h"
 #include "omx/decoder_params.h"
@@ -14,7 +13,6 @@ namespace {
 
 // Receivers show pictures as they come: all packets have the same time.
 constexpr int kPacketTimestamp = 100000;
-constexpr int kEndLimitMillis = 3000;
 // How often a wait looks up: another codec may take the post that was meant for this one.
 constexpr int kLookMillis = 500;
 
@@ -26,12 +24,6 @@ constexpr const char* kWaitSignature = "int SendDataToDecoder2(void*, const unsi
 // True when waiting longer makes no sense, for a reason other than a free buffer.
 bool waitIsOver(void* handle) {
     return zem::closeIsRequested(handle) || omx_interface_error(handle) != 0;
-}
-
-bool isPast(const timespec& deadline) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
 }
 
 }  // namespace
@@ -91,26 +83,7 @@ int SendDataToDecoder2(void* handle, const unsigned char* data, int size, int* c
 }
 
 int omxt_decode_send_end(void* handle, int timestamp) {
-    const timespec deadline = zem::deadlineAfterMillis(kEndLimitMillis);
-    for (;;) {
-        const int result = omx_interface_send_end_of_input_flag(handle, timestamp);
-        if (result == 0) {
-            return 0;
-        }
-        const int error = omx_interface_error(handle);
-        if (error != 0) {
-            return error;
-        }
-        if (result == kNever) {
-            return result;  // no later try can succeed
-        }
-        const bool posted =
-            zem::videoInputSemaphore().waitUntil(deadline, "int omxt_decode_send_end(void*, int)") == 0;
-        if (!posted || isPast(deadline)) {
-            LOGE("omxt_decode_send_end : the component keeps its input buffers");
-            return OMX_RESULT_TIMED_OUT;
-        }
-    }
+    return zem::sendEndOfInput(handle, timestamp, zem::videoInputSemaphore(), "omxt_decode_send_end");
 }
 
 int omxt_decode_deinit(void* handle, bool flag) {

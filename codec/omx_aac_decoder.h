@@ -36,7 +36,6 @@ class omxAacDecoder final : public AudioDecoder, public zem::AacCodec {
     /// `*consumed` receives `size`. 0 or the component's error.
     int omx_send_data(uint8_t* aac, int size, int* consumed);
     void omx_send_final_data() override;
-    int omx_deinit();
 
   private:
     std::atomic<int> mChannels{-1};

@@ -23,8 +23,9 @@ class omxAacEncoder final : public AudioEncoder, public zem::AacCodec {
 
     /// Sends one block of PCM of at most the component's buffer size, and waits up to 500 ms for an
     /// output, whichever block it belongs to. Returns the bytes sent; 0 when no output came or the block
-    /// was not sent; -1 without a component and for arguments that are refused. Waits without limit while
-    /// the component holds all input buffers, save that requestClose() or an error ends it.
+    /// was not sent; -1 without a component, after it failed, and for arguments that are refused. Waits
+    /// without limit while the component holds all input buffers, save that requestClose() or an error ends
+    /// it.
     int encode(uint8_t* pcm, int size) override;
     /// Takes all gathered units at once. Returns their bytes, or 0 when there are none or more than `max`
     /// bytes, which then stay.
@@ -33,11 +34,7 @@ class omxAacEncoder final : public AudioEncoder, public zem::AacCodec {
     /// `*sent` receives the bytes sent. 0, 33 (not sent) or the component's error.
     int omx_send_data(uint8_t* pcm, int size, int* sent);
     void omx_send_final_data() override;
-    int omx_deinit();
 
     /// Bits a second of a quality index from 0 (64000) to 10 (500000); 0 for others.
     static int getBitrate(int index);
-
-  private:
-    bool mTerminated = false;  // the component takes no input any more
 };

@@ -4,6 +4,8 @@
 
 #include "base/log.h"
 #include "codec/driver_handle.h"
+#include "omx/qcom_omx_interface_audio_dec.h"
+#include "omx/qcom_omx_interface_audio_enc.h"
 #include "omx/qcom_omx_interface_decoder.h"
 #include "omx/qcom_omx_interface_encoder.h"
 #include "omx/result_codes.h"
@@ -38,25 +40,38 @@ int setupInputPort(QcomOmxInterface& decoder, int width, int height) {
     return result;
 }
 
+// The component of a class, or null, also when a failed creation is answered with success.
+template <class Component, class Params>
+Component* create(int* result, Params* params, const char* kind) {
+    Component* component = nullptr;
+    *result = Component::Create(&component, params);
+    if (*result == OMX_RESULT_OK) {
+        return component;
+    }
+    delete component;  // a creation that was given no parameters leaves one
+    LOGE("QCOMOMXINTERFACE - ERROR creating %s: %d (%s)", kind, *result, resultDescription(*result));
+    return nullptr;
+}
+
 }  // namespace
 
 // Handles are always converted from QcomOmxInterface*, never from a derived class, so that
 // interfaceOf() gets back what went in.
 void* encoder_create(int* result, encoderParams* params) {
-    QcomOmxInterfaceEncoder* encoder = nullptr;
-    *result = QcomOmxInterfaceEncoder::Create(&encoder, params);
-    if (*result != OMX_RESULT_OK) {
-        LOGE("QCOMOMXINTERFACE - ERROR creating encoder: %d (%s)", *result, resultDescription(*result));
-        return nullptr;
-    }
-    return static_cast<QcomOmxInterface*>(encoder);
+    return static_cast<QcomOmxInterface*>(create<QcomOmxInterfaceEncoder>(result, params, "encoder"));
+}
+
+void* aud_encoder_create(int* result, audioEncParams* params) {
+    return static_cast<QcomOmxInterface*>(create<QcomOmxInterfaceAudioEnc>(result, params, "encoder"));
+}
+
+void* aud_decoder_create(int* result, audioEncParams* params) {
+    return static_cast<QcomOmxInterface*>(create<QcomOmxInterfaceAudioDec>(result, params, "decoder"));
 }
 
 void* decoder_create(int* result, int width, int height, decoderParams* params) {
-    QcomOmxInterfaceDecoder* decoder = nullptr;
-    *result = QcomOmxInterfaceDecoder::Create(&decoder, params);
-    if (*result != OMX_RESULT_OK) {
-        LOGE("QCOMOMXINTERFACE - ERROR creating decoder: %d (%s)", *result, resultDescription(*result));
+    auto* const decoder = create<QcomOmxInterfaceDecoder>(result, params, "decoder");
+    if (decoder == nullptr) {
         return nullptr;
     }
     if (width == 0 || height == 0) {

@@ -4,6 +4,7 @@
 // omx/result_codes.h unless said otherwise. None of these functions logs; the classes do.
 #pragma once
 
+struct audioEncParams;
 struct decoderParams;
 struct encoderParams;
 
@@ -20,6 +21,11 @@ void* encoder_create(int* result, encoderParams* params);
 /// Likewise an H.264 decoder component, and sets up its input port for pictures of this size in pixels; 0
 /// in either stands for a size that is not known.
 void* decoder_create(int* result, int width, int height, decoderParams* params);
+
+/// Likewise an AAC encoder and an AAC decoder component; both take the same parameters. One whose set-up
+/// fails gives null with 0 as result.
+void* aud_encoder_create(int* result, audioEncParams* params);
+void* aud_decoder_create(int* result, audioEncParams* params);
 
 /// Brings the component to Executing and starts its output thread.
 int omx_interface_init(void* handle);
