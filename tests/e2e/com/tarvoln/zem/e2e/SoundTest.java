@@ -1,0 +1,103 @@
+package com.tarvoln.zem.e2e;
+
+import com.tarvoln.zem.AudioRxChannel;
+import com.tarvoln.zem.AudioTxChannel;
+import com.tarvoln.zem.MediaUnit;
+import java.io.ByteArrayOutputStream;
+import java.nio.ByteBuffer;
+import java.nio.ShortBuffer;
+import java.util.concurrent.TimeUnit;
+
+/**
+ * Proves that what plays on the sound server arrives as PCM at the other end, each channel with its own tone, without a
+ * gap, through both codecs; that an application's own PCM does; and that the probe tells sound from silence. Would
+ * catch channels swapped or mixed, a wrong rate, a block lost, doubled or cut, mono that keeps the right channel, a
+ * page or unit that does not reach Java, and a probe that counts silence or ends the capture of others.
+ */
+public final class SoundTest {
+    private static final int LEFT = 440;
+    private static final int RIGHT = 587;
+    private static final int QUALITY = 4; // AAC: 128 kbit/s
+    private static final int BLOCK_FRAMES = 1024;
+
+    public static void main(String[] args) throws Exception {
+        try (AudioTxChannel probe = new AudioTxChannel()) {
+            Check.that(!probe.isAdudioPlaying(), "silence is no sound");
+            ownPcm();
+            try (Tone tone = new Tone(LEFT, RIGHT)) {
+                tone.play();
+                Check.that(probe.isAdudioPlaying(), "sound is sound");
+                captured(AudioTxChannel.CODEC_VORBIS, 2);
+                captured(AudioTxChannel.CODEC_VORBIS, 1);
+                captured(AudioTxChannel.CODEC_AAC, 2);
+            }
+        }
+    }
+
+    private static void captured(int codec, int channels) throws Exception {
+        try (AudioTxChannel sender = new AudioTxChannel(); AudioRxChannel receiver = new AudioRxChannel()) {
+            Check.that(sender.openCapture(codec, channels, QUALITY), "opens");
+            int rate = sender.getAudioHookClientSampleRate();
+            Check.same(Tone.RATE, rate, "the rate of the capture");
+            Check.that(receiver.open(codec, channels, rate, QUALITY), "the receiver opens");
+            Check.same(rate, receiver.getAudioSamplingRate(), "rate");
+            Check.same(channels, receiver.getAudioChannelCount(), "channels");
+            ByteArrayOutputStream pcm = new ByteArrayOutputStream();
+            while (pcm.size() < 2 * rate * channels * 2) {
+                relay(sender, receiver, pcm);
+            }
+            Check.that(sender.isAdudioPlaying(), "the probe during a capture");
+            relay(sender, receiver, pcm); // which goes on
+            verify(pcm, channels, "codec " + codec + ", " + channels + " channels");
+        }
+    }
+
+    /** Encoded only while the hook client runs; with the server silent that adds nothing. */
+    private static void ownPcm() throws Exception {
+        try (AudioTxChannel sender = new AudioTxChannel(); AudioRxChannel receiver = new AudioRxChannel()) {
+            Check.that(sender.open(AudioTxChannel.CODEC_AAC, 1, Tone.RATE, QUALITY), "opens");
+            Check.that(receiver.open(AudioTxChannel.CODEC_AAC, 1, Tone.RATE, QUALITY), "the receiver opens");
+            ByteBuffer block = ByteBuffer.allocateDirect(BLOCK_FRAMES * 2);
+            Check.same(-1, sender.encode(block, 0, block.capacity()), "without the hook client");
+            Check.that(sender.openAudioHookClient() && sender.startAudioHookClient(), "the hook client starts");
+            ByteBuffer tone = Tone.pcm(2 * Tone.RATE, LEFT);
+            ByteArrayOutputStream pcm = new ByteArrayOutputStream();
+            while (tone.remaining() >= block.capacity()) {
+                block.clear().put(tone.slice(tone.position(), block.capacity()));
+                tone.position(tone.position() + block.capacity());
+                Check.that(sender.encode(block, 0, block.capacity()) >= 0, "encode");
+                relay(sender, receiver, pcm);
+            }
+            verify(pcm, 1, "PCM of the application's");
+        }
+    }
+
+    /** What the sender has delivered, at the latest in 2 s, through the receiver. */
+    private static void relay(AudioTxChannel sender, AudioRxChannel receiver, ByteArrayOutputStream pcm)
+            throws Exception {
+        MediaUnit packet = sender.pool().take(2, TimeUnit.SECONDS);
+        Check.that(packet != null, "nothing comes");
+        Check.that(receiver.decode(packet.buffer(), packet.offset(), packet.size()) >= 0, "decode");
+        sender.pool().release(packet);
+        Tone.collect(receiver.pool(), pcm);
+    }
+
+    /** The second after the first half, in which playing and coding have begun. */
+    private static void verify(ByteArrayOutputStream pcm, int channels, String what) {
+        ShortBuffer samples = Tone.samples(pcm.toByteArray());
+        Check.between(Tone.RATE * 3L / 2 * channels, Integer.MAX_VALUE, samples.capacity(), what + ": samples");
+        for (int channel = 0; channel < channels; channel++) {
+            int first = Tone.RATE / 2 * channels + channel;
+            int expected = channel == 0 ? LEFT : RIGHT;
+            double best = 0;
+            double share = 0;
+            for (double hertz = expected - 3; hertz <= expected + 3; hertz += 0.25) {
+                double at = Tone.share(samples, first, channels, Tone.RATE, hertz);
+                best = at > share ? hertz : best;
+                share = Math.max(share, at);
+            }
+            Check.that(Math.abs(best - expected) <= 1 && share > 0.98,
+                    what + ": channel " + channel + " has " + best + " Hz with a share of " + share);
+        }
+    }
+}

@@ -1,0 +1,91 @@
+package com.tarvoln.zem.e2e;
+
+import com.tarvoln.zem.BufferPool;
+import com.tarvoln.zem.MediaUnit;
+import java.io.ByteArrayOutputStream;
+import java.io.IOException;
+import java.io.OutputStream;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.nio.ShortBuffer;
+import java.util.concurrent.TimeUnit;
+
+/** Sines, one for each channel: played on the sound server until closed, made, and found again in PCM. */
+final class Tone implements AutoCloseable {
+    static final int RATE = 44_100;
+
+    private final Process player;
+    private final int[] hertz;
+
+    Tone(int... hertz) throws IOException {
+        this.hertz = hertz;
+        ProcessBuilder builder = new ProcessBuilder("pacat", "--raw", "--format=s16le", "--rate=" + RATE,
+                "--channels=" + hertz.length, "--latency-msec=100").redirectError(ProcessBuilder.Redirect.INHERIT);
+        builder.environment().remove("LD_PRELOAD");
+        player = builder.start();
+    }
+
+    /** Plays a second of PCM over and over: frequencies of whole Hz go on without a break. */
+    void play() {
+        byte[] second = pcm(RATE, hertz).array();
+        Thread thread = new Thread(() -> {
+            try (OutputStream pipe = player.getOutputStream()) {
+                while (true) {
+                    pipe.write(second);
+                }
+            } catch (IOException e) {
+                // closed
+            }
+        }, "tone");
+        thread.setDaemon(true);
+        thread.start();
+    }
+
+    /** Interleaved 16-bit samples, in a heap buffer. */
+    static ByteBuffer pcm(int frames, int... hertz) {
+        ByteBuffer pcm = ByteBuffer.allocate(frames * hertz.length * 2).order(ByteOrder.LITTLE_ENDIAN);
+        for (int i = 0; i < frames * hertz.length; i++) {
+            pcm.putShort((short) (10_000 * Math.sin(2 * Math.PI * hertz[i % hertz.length] * (i / hertz.length) / RATE)));
+        }
+        return pcm.flip();
+    }
+
+    /** Moves the payload of all units that are in the pool. */
+    static void collect(BufferPool pool, ByteArrayOutputStream to) throws InterruptedException {
+        for (MediaUnit unit = pool.take(0, TimeUnit.SECONDS); unit != null; unit = pool.take(0, TimeUnit.SECONDS)) {
+            byte[] bytes = new byte[unit.size()];
+            unit.payload().get(bytes);
+            pool.release(unit);
+            to.writeBytes(bytes);
+        }
+    }
+
+    static ShortBuffer samples(byte[] pcm) {
+        return ByteBuffer.wrap(pcm).order(ByteOrder.nativeOrder()).asShortBuffer();
+    }
+
+    /**
+     * The share of a sine in the energy of one channel, 0 to 1.
+     *
+     * @param step samples from one of the channel to the next
+     */
+    static double share(ShortBuffer samples, int first, int step, int count, double hertz) {
+        double cosine = 0;
+        double sine = 0;
+        double energy = 1;
+        for (int i = 0; i < count; i++) {
+            double sample = samples.get(first + i * step);
+            double angle = 2 * Math.PI * hertz * i / RATE;
+            cosine += sample * Math.cos(angle);
+            sine += sample * Math.sin(angle);
+            energy += sample * sample;
+        }
+        return (cosine * cosine + sine * sine) * 2 / count / energy;
+    }
+
+    @Override
+    public void close() {
+        player.destroy();
+        player.onExit().join();
+    }
+}
