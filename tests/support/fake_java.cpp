@@ -42,9 +42,6 @@ void FakePool::addBuffer(size_t capacity, bool direct) {
 
 FakeValue FakePool::getFreeBuffer() {
     ++mRequests;
-    if (beforeFree) {
-        beforeFree();
-    }
     FakeValue answer;
     std::lock_guard<std::mutex> lock(mMutex);
     if (!exhausted && !mFree.empty()) {
@@ -69,21 +66,19 @@ FakeValue FakePool::addUsedBuffer(FakeObject* object, jlong size) {
     auto* const buffer = static_cast<FakeByteBuffer*>(object);
     mFree.push_back(buffer);
     std::vector<uint8_t>& bytes = buffer->bytes;
-    if (size < 0 || offset + size > static_cast<jlong>(bytes.size())) {
-        ADD_FAILURE() << "addUsedBuffer: " << size << " bytes are not in the buffer";
-        return {};
-    }
+    EXPECT_GE(size, 0);
+    EXPECT_LE(offset + size, static_cast<jlong>(bytes.size()));
     const auto begin = bytes.begin() + offset;
     const auto end = begin + static_cast<ptrdiff_t>(size);
     EXPECT_EQ(std::count(bytes.begin(), begin, kUntouched), offset) << "bytes before the offset are written";
     EXPECT_EQ(std::count(end, bytes.end(), kUntouched), bytes.end() - end)
         << "more is written than announced";
-    mUsed.push_back({{begin, end}, std::this_thread::get_id()});
+    mUsed.emplace_back(begin, end);
     mUsedAdded.notify_all();
     return {};
 }
 
-std::vector<FakePool::Used> FakePool::used() const {
+std::vector<std::vector<uint8_t>> FakePool::used() const {
     std::lock_guard<std::mutex> lock(mMutex);
     return mUsed;
 }
@@ -91,14 +86,6 @@ std::vector<FakePool::Used> FakePool::used() const {
 bool FakePool::waitForUsed(size_t count) const {
     std::unique_lock<std::mutex> lock(mMutex);
     return mUsedAdded.wait_for(lock, std::chrono::seconds(10), [&] { return mUsed.size() >= count; });
-}
-
-std::vector<uint8_t> FakePool::stream() const {
-    std::vector<uint8_t> all;
-    for (const Used& one : used()) {
-        all.insert(all.end(), one.payload.begin(), one.payload.end());
-    }
-    return all;
 }
 
 void FakePool::forgetUsed() {

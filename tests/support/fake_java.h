@@ -12,7 +12,6 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace zem::test {
@@ -69,17 +68,10 @@ class FakePool final : public FakeObject {
     /// Before use only.
     void removeMethod(const std::string& name) { methods.erase(methods.lower_bound(name + "(")); }
 
-    /// What one addUsedBuffer call brought.
-    struct Used {
-        std::vector<uint8_t> payload;  // the announced bytes behind the offset
-        std::thread::id thread;
-    };
-    /// Everything that came back so far, in order. Any thread, like all that follows.
-    std::vector<Used> used() const;
+    /// The payloads that came back so far, in order. Any thread, like all that follows.
+    std::vector<std::vector<uint8_t>> used() const;
     /// Waits until `count` buffers came back; false after 10 seconds.
     bool waitForUsed(size_t count) const;
-    /// The payloads of used() one after the other.
-    std::vector<uint8_t> stream() const;
     void forgetUsed();
     /// Buffers that were borrowed and have not come back.
     int lentBuffers() const;
@@ -89,8 +81,7 @@ class FakePool final : public FakeObject {
     std::atomic<jint> offset;               // what getBufferOffset answers
     std::atomic<bool> exhausted{false};     // getFreeBuffer answers null
     std::atomic<const char*> throwing{""};  // name of the method that does nothing but throw
-    std::function<void()> beforeFree;       // runs at the start of getFreeBuffer; set before use only
-    std::function<void()> beforeUsed;       // the same for addUsedBuffer
+    std::function<void()> beforeUsed;       // runs at the start of addUsedBuffer; set before use only
 
   private:
     void serve(const char* name, const char* signature, FakeMethod body);
@@ -102,7 +93,7 @@ class FakePool final : public FakeObject {
     std::vector<std::unique_ptr<FakeByteBuffer>> mAll;
     std::deque<FakeByteBuffer*> mFree;
     std::set<FakeObject*> mLent;
-    std::vector<Used> mUsed;
+    std::vector<std::vector<uint8_t>> mUsed;
     std::atomic<int> mRequests{0};
 };
 

@@ -29,7 +29,6 @@ struct ThreadEnv : JNIEnv {
     FakeVm::State* state = nullptr;
     bool attached = false;
     bool exceptionPending = false;
-    std::vector<size_t> frames;  // PushLocalFrame: how many references there were
 };
 
 }  // namespace
@@ -44,9 +43,9 @@ struct FakeVm::State : JavaVM {
     std::mutex mutex;  // guards everything below; never held while a Java method runs
     std::map<uint64_t, ThreadEnv> environments;
     std::deque<Reference> references;
-    std::map<std::string, FakeObject> classes;  // by name; a class is a plain object with its methods
+    std::map<std::string, FakeObject> classes;  // by name; a class is a plain object
     std::map<std::string, _jmethodID> methodIds;
-    std::vector<NativeTable> natives;
+    std::map<std::string, void*> natives;  // by "class.method"
     std::vector<std::string> violations;
 
     // All with the mutex held.
@@ -59,8 +58,6 @@ struct FakeVm::State : JavaVM {
         thread.state = this;
         return thread;
     }
-
-    FakeObject& classNamed(const std::string& name) { return classes.try_emplace(name, name).first->second; }
 
     /// A new reference, global without an owner. Null for null.
     jobject refer(FakeObject* object, ThreadEnv* owner) {
@@ -83,9 +80,8 @@ struct FakeVm::State : JavaVM {
         auto& state = *static_cast<State*>(vm);
         std::lock_guard<std::mutex> lock(state.mutex);
         ThreadEnv& thread = state.envOfThisThread();
-        const bool found = thread.attached && !state.fake.failGetEnv;
-        *env = found && !state.fake.emptyGetEnv ? static_cast<JNIEnv*>(&thread) : nullptr;
-        return found ? JNI_OK : state.fake.failGetEnv ? JNI_ERR : JNI_EDETACHED;
+        *env = thread.attached ? static_cast<JNIEnv*>(&thread) : nullptr;
+        return thread.attached ? JNI_OK : JNI_EDETACHED;
     }
 
     static jint AttachCurrentThread(JavaVM* vm, JNIEnv** env, void* /*arguments*/) {
@@ -160,18 +156,13 @@ struct Call {
 
 jclass FindClass(JNIEnv* env, const char* name) {
     Call call(env, __func__);
-    return static_cast<jclass>(call.local(&call.state.classNamed(name)));
+    return static_cast<jclass>(call.local(&call.state.classes.try_emplace(name, name).first->second));
 }
 
 // The object stands for its class: tests give objects of one class different methods.
 jclass GetObjectClass(JNIEnv* env, jobject object) {
     Call call(env, __func__);
     return static_cast<jclass>(call.local(&call.objectOf(object)));
-}
-
-jboolean IsInstanceOf(JNIEnv* env, jobject object, jclass type) {
-    Call call(env, __func__);
-    return call.objectOf(object).className == call.objectOf(type).className;
 }
 
 jmethodID GetMethodID(JNIEnv* env, jclass type, const char* name, const char* signature) {
@@ -186,10 +177,9 @@ jmethodID GetMethodID(JNIEnv* env, jclass type, const char* name, const char* si
 
 jint RegisterNatives(JNIEnv* env, jclass type, const JNINativeMethod* methods, jint count) {
     Call call(env, __func__);
-    FakeVm::NativeTable& table = call.state.natives.emplace_back();
-    table.className = call.objectOf(type).className;
+    const std::string owner = call.objectOf(type).className + ".";
     for (const JNINativeMethod* method = methods; method != methods + count; ++method) {
-        table.methods.push_back({method->name, method->signature, method->fnPtr});
+        call.state.natives[owner + method->name] = method->fnPtr;
     }
     return JNI_OK;
 }
@@ -239,10 +229,6 @@ jobject CallObjectMethodV(JNIEnv* env, jobject object, jmethodID method, va_list
     return invoke(env, __func__, object, method, list).l;
 }
 
-jboolean CallBooleanMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
-    return invoke(env, __func__, object, method, list).j != 0;
-}
-
 jint CallIntMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
     return static_cast<jint>(invoke(env, __func__, object, method, list).j);
 }
@@ -274,23 +260,6 @@ void deleteReference(JNIEnv* env, jobject object) {
     }
 }
 
-jint PushLocalFrame(JNIEnv* env, jint /*capacity*/) {
-    Call call(env, __func__);
-    call.thread.frames.push_back(call.state.references.size());
-    return JNI_OK;
-}
-
-jobject PopLocalFrame(JNIEnv* env, jobject /*result*/) {
-    Call call(env, __func__, Pending::kAllowed);
-    for (size_t i = call.thread.frames.back(); i < call.state.references.size(); ++i) {
-        if (call.state.references[i].owner == &call.thread) {
-            call.state.end(call.state.references[i]);
-        }
-    }
-    call.thread.frames.pop_back();
-    return nullptr;
-}
-
 // --- Direct buffers
 
 void* GetDirectBufferAddress(JNIEnv* env, jobject handle) {
@@ -312,11 +281,9 @@ FakeVm::State::State(FakeVm& fakeVm) : fake(fakeVm) {
     functions = &vmTable;
     envTable.FindClass = FindClass;
     envTable.GetObjectClass = GetObjectClass;
-    envTable.IsInstanceOf = IsInstanceOf;
     envTable.GetMethodID = GetMethodID;
     envTable.RegisterNatives = RegisterNatives;
     envTable.CallObjectMethodV = CallObjectMethodV;
-    envTable.CallBooleanMethodV = CallBooleanMethodV;
     envTable.CallIntMethodV = CallIntMethodV;
     envTable.CallVoidMethodV = CallVoidMethodV;
     envTable.ExceptionCheck = ExceptionCheck;
@@ -324,8 +291,6 @@ FakeVm::State::State(FakeVm& fakeVm) : fake(fakeVm) {
     envTable.NewGlobalRef = NewGlobalRef;
     envTable.DeleteGlobalRef = deleteReference;
     envTable.DeleteLocalRef = deleteReference;
-    envTable.PushLocalFrame = PushLocalFrame;
-    envTable.PopLocalFrame = PopLocalFrame;
     envTable.GetDirectBufferAddress = GetDirectBufferAddress;
     envTable.GetDirectBufferCapacity = GetDirectBufferCapacity;
 }
@@ -356,14 +321,10 @@ std::vector<std::string> FakeVm::violations() const {
     return mState->violations;
 }
 
-void FakeVm::know(const FakeObject& prototype) {
+void* FakeVm::native(const std::string& key) const {
     std::lock_guard<std::mutex> lock(mState->mutex);
-    mState->classNamed(prototype.className).methods = prototype.methods;
-}
-
-std::vector<FakeVm::NativeTable> FakeVm::natives() const {
-    std::lock_guard<std::mutex> lock(mState->mutex);
-    return mState->natives;
+    const auto found = mState->natives.find(key);
+    return found != mState->natives.end() ? found->second : nullptr;
 }
 
 }  // namespace zem::test

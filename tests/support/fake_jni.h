@@ -41,43 +41,21 @@ class FakeVm {
     /// The difference; must be 0 at the end.
     int attachedThreads() const { return mAttaches - mDetaches; }
 
-    /// Makes FindClass and GetMethodID on that class see the methods of `prototype`. Classes of other names
-    /// are found too, and have none.
-    void know(const FakeObject& prototype);
-
-    struct NativeMethod {
-        std::string name;
-        std::string signature;
-        void* function;
-    };
-    struct NativeTable {
-        std::string className;
-        std::vector<NativeMethod> methods;
-    };
-    /// What RegisterNatives got, in order of the calls.
-    std::vector<NativeTable> natives() const;
-    /// A registered function as a pointer to `Function`; null when there is none.
+    /// What RegisterNatives got, by class and method, as a pointer to `Function`; null when there is none.
     template <typename Function>
     Function* native(const std::string& className, const std::string& name) const {
-        for (const NativeTable& table : natives()) {
-            for (const NativeMethod& method : table.methods) {
-                if (table.className == className && method.name == name) {
-                    return reinterpret_cast<Function*>(method.function);
-                }
-            }
-        }
-        return nullptr;
+        return reinterpret_cast<Function*>(native(className + "." + name));
     }
 
     // Knobs: how the VM fails.
-    std::atomic<bool> failGetEnv{false};        // GetEnv answers JNI_ERR
-    std::atomic<bool> emptyGetEnv{false};       // GetEnv answers JNI_OK and no environment
     std::atomic<bool> failAttach{false};        // AttachCurrentThread answers JNI_ERR
     std::atomic<bool> failNewGlobalRef{false};  // NewGlobalRef answers null
 
     struct State;  // the fake's own
 
   private:
+    void* native(const std::string& key) const;
+
     std::atomic<int> mGlobals{0};
     std::atomic<int> mLocals{0};
     std::atomic<int> mAttaches{0};
