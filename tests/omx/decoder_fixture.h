@@ -101,7 +101,7 @@ class DecoderTest : public OmxTest {
     }
 
     std::unique_ptr<FakeMediaService> mService;
-    std::unique_ptr<QcomOmxInterfaceDecoder> mDecoder;
+    std::unique_ptr<QcomOmxEventInterface> mDecoder;
     std::unique_ptr<LongWaits> mPatience;
     int mDisables = 0;
     int mEnables = 0;
