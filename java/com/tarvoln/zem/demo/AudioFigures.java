@@ -58,7 +58,7 @@ record AudioFigures(AudioCodec codec, int rate, int channels, int blocks, long b
 
     String text() {
         if (blocks == 0) {
-            return "  sound: nothing was playing\n";
+            return "  sound: none; nothing was playing, or engine.log says why\n";
         }
         StringBuilder text = new StringBuilder(String.format(Locale.ROOT,
                 "  sound: %s, %d Hz, %.0f kbit/s, %.1f s received", codec, rate, kbps(),

@@ -76,7 +76,10 @@ final class AudioReceiver {
     }
 
     private void open(byte[] format, int rate) throws IOException {
-        if (format.length != 2 || !channel.open(format[0], format[1], rate, AudioCodec.QUALITY)) {
+        if (file != null || format.length != 2 || format[1] < 1 || format[1] > AudioCodec.CHANNELS || rate < 1) {
+            throw new IOException("no format of sound that there is");
+        }
+        if (!channel.open(format[0], format[1], rate, AudioCodec.QUALITY)) {
             failure = "the receiver's engine did not open a decoder for it";
             return;
         }

@@ -91,7 +91,7 @@ final class AudioSender implements AutoCloseable {
             }
             conclude(wire.receive());
         } catch (IOException e) {
-            tell(e.getMessage() == null ? "the receiver has closed the connection" : e.getMessage());
+            tell("the receiver's end is gone");
         } catch (InterruptedException e) {
             Thread.currentThread().interrupt(); // nobody does; the thread ends
         }

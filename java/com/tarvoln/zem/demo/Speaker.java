@@ -5,6 +5,7 @@ import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.ByteBuffer;
 import java.util.concurrent.ArrayBlockingQueue;
+import java.util.concurrent.TimeUnit;
 
 /**
  * Plays PCM through a program of the sound server's, pacat: Java's own sound is not in a headless run-time and
@@ -16,6 +17,7 @@ final class Speaker implements Closeable {
     private static final int MOST_BLOCKS = 4;
 
     private static final int LATENCY_MILLIS = 60;
+    private static final int CLOSE_MILLIS = 500;
 
     private final Process player;
     private final ArrayBlockingQueue<byte[]> blocks = new ArrayBlockingQueue<>(MOST_BLOCKS);
@@ -29,10 +31,12 @@ final class Speaker implements Closeable {
 
     /** Null, after saying so, when there is no such program. */
     static Speaker open(String sink, int rate, int channels) {
+        ProcessBuilder builder = new ProcessBuilder("pacat", "--playback", "--raw", "--format=s16le", "--rate=" + rate,
+                "--channels=" + channels, "--latency-msec=" + LATENCY_MILLIS, "--client-name=ZEM: received",
+                "--device=" + sink).redirectError(ProcessBuilder.Redirect.INHERIT);
+        builder.environment().remove("LD_PRELOAD"); // a sanitizer's, of the engine's concern
         try {
-            return new Speaker(new ProcessBuilder("pacat", "--playback", "--raw", "--format=s16le", "--rate=" + rate,
-                    "--channels=" + channels, "--latency-msec=" + LATENCY_MILLIS, "--client-name=ZEM: received",
-                    "--device=" + sink).redirectError(ProcessBuilder.Redirect.INHERIT).start());
+            return new Speaker(builder.start());
         } catch (IOException e) {
             System.out.println("The received sound is not played: " + e.getMessage());
             return null;
@@ -59,9 +63,15 @@ final class Speaker implements Closeable {
         }
     }
 
+    /** Lets the last block sound, for a moment at most. */
     @Override
     public void close() {
         thread.interrupt();
+        try {
+            player.waitFor(CLOSE_MILLIS, TimeUnit.MILLISECONDS);
+        } catch (InterruptedException e) {
+            Thread.currentThread().interrupt(); // nobody does
+        }
         player.destroy();
     }
 }
