@@ -80,9 +80,8 @@ int32_t startAudioHook(int32_t bufferSize, int32_t flags, funcAudioHookCallback 
     fakeHookState.callback = callback;
     fakeHookState.user = user;
     ++fakeHookState.starts;
-    void (*const starting)() = fakeHookState.starting;
-    if (starting != nullptr) {
-        starting();
+    for (int i = 0; i < fakeHookState.early; ++i) {
+        fakeHookState.sendBlock(&i, sizeof i);
     }
     if (fakeHookState.tone) {
         gTone.start();
