@@ -14,5 +14,7 @@ constexpr int kCodecAac = 4;     // audio, in hardware
 
 /// Bytes that every video encode call is offered as its output.
 constexpr int kVideoEncodeBufferSize = 204800;
+/// Bytes of software-encoded sound that one delivery can bring.
+constexpr int kAudioBufferSize = 32768;
 
 }  // namespace zem

@@ -1,6 +1,7 @@
 // The session's life, its screen queries, and the codec-buffer accessors.
 #include "context/kiv_context.h"
 
+#include "audio/audio_hook_client.h"
 #include "base/log.h"
 #include "capture/screen_info.h"
 #include "context/codec_ids.h"
@@ -8,8 +9,6 @@
 std::atomic<KivContext*> KivContext::instance{nullptr};
 
 namespace {
-
-constexpr int kAudioBufferSize = 32768;
 
 template <class Slot>
 uint8_t* bufferOf(bool hardware, const Slot& slot) {
@@ -64,8 +63,8 @@ void KivContext::deleteInstance() {
 // The buffers' contents are not set: each use writes before it reads.
 KivContext::KivContext()
     : mVideoEncodeBuffer(new uint8_t[zem::kVideoEncodeBufferSize]),
-      mAudioEncodeBuffer(new uint8_t[kAudioBufferSize]),
-      mAudioDecodeBuffer(new uint8_t[kAudioBufferSize]) {}
+      mAudioEncodeBuffer(new uint8_t[zem::kAudioBufferSize]),
+      mAudioDecodeBuffer(new uint8_t[zem::kAudioBufferSize]) {}
 
 KivContext::~KivContext() {
     closeVideoInput();

@@ -7,11 +7,13 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include "audio/audio_decoder.h"
 #include "audio/audio_encoder.h"
 #include "codec/omx_mpeg_video_decoder.h"
 #include "codec/omx_mpeg_video_encoder.h"
+#include "context/busy_count.h"
 #include "context/byte_block.h"
 #include "context/codec_slot.h"
 #include "context/slot.h"
@@ -112,25 +114,44 @@ class KivContext {
     bool takeEncoderHeader(const std::shared_ptr<const zem::ByteBlock>& header);
 
     // Audio.
+    /// Opens the encoder: Vorbis (id 3) or AAC (id 4); one that is open goes first. `sampling` in Hz;
+    /// `quality`: of AAC the index of a bit rate, of Vorbis nothing.
     bool openAudioEncoder(int id, int channels, int sampling, int quality);
-    /// Stops the audio hook first.
+    /// Stops the audio hook first, and with it ends an encodeAudio that waits for the component. Also lets
+    /// the sink go.
     void closeAudioEncoder();
+    /// The same codecs. The numbers must be the sender's; `quality` is only logged.
     bool openAudioDecoder(int id, int channels, int sampling, int quality);
+    /// Also lets the sink go.
     void closeAudioDecoder();
+    /// Encodes `size` bytes of interleaved signed 16-bit stereo, while the hook runs: -1 otherwise. What is
+    /// ready goes to the encoder's sink unless `deliver` is 0. Returns what the encoder returned, or -1. A
+    /// Vorbis stream is ended by fewer than 4 bytes.
     int encodeAudio(uint8_t* pcm, int size, int deliver);
+    /// Decodes `size` bytes as they came from the other end; what is ready goes to the decoder's sink unless
+    /// `deliver` is 0. Returns what the decoder returned, or -1.
     int decodeAudio(uint8_t* data, int size, int deliver);
+    // For calls with `deliver` 0: copy what is ready, at most `size` bytes; its bytes, or -1.
     int getAudioEncoderData(uint8_t* dst, int size);
     int getAudioDecoderData(uint8_t* dst, int size);
+    /// Hz, or -1 without a decoder.
     int getAudioSamplingRate();
     int getAudioChannelCount();
+    /// Loads the hook library, in place of a client that was there before. False without a library.
     bool openAudioHookClient();
+    /// From now on the system's sound goes to the audio encoder.
     bool startAudioHookClient();
+    /// Waits without limit until no thread but the caller is inside encodeAudio, then ends the client.
     void stopAudioHookClient();
+    /// Hz; 48000 without a client.
     int getAudioHookClientSampleRate();
-    /// Answers the sample rate while a client exists: callers know the pair as it stands.
+    /// Answers the sample rate while a client exists, else 1: callers know the pair as it stands.
     int getAudioHookClientOutputFormat();
     /// States 1 to 9 amplify hooked sound, 1 the most; every other state leaves it as it is.
     bool setAudioVolumeState(int state, int unused);
+    /// What the hook client calls on the library's thread; `info` is an AudioHookBuffer. Allowed: everything
+    /// but opening and starting the hook. Never creates the session.
+    static void AudioHookClientCallback(int event, void* user, void* info);
     bool isAudioHookRunning() const { return mAudioHookRunning; }
     int hookCallbackCount() const { return mHookCallbackCount; }
     void resetHookCallbackCount() { mHookCallbackCount = 0; }
@@ -173,6 +194,12 @@ class KivContext {
     void prime(omxMpegVideoEncoder& encoder, zem::VideoSource& source);
     int encodeScreen(omxMpegVideoEncoder& encoder, const zem::Picture& picture);
     int encodeCamera(omxMpegVideoEncoder& encoder, const zem::ByteBlock& frame, int stride);
+    std::shared_ptr<const zem::ByteBlock> takeEncoded(const zem::CodecSlot<AudioEncoder>::Use& encoder,
+                                                      int id);
+    static void lendToJava(DataCallback& sink, const zem::ByteBlock& data);
+    bool decodeToJava();
+    void onHookEvent(int event, void* user, void* info);
+    void encodeHooked(uint8_t* pcm, int size);
 
     static std::atomic<KivContext*> instance;
 
@@ -186,7 +213,7 @@ class KivContext {
     std::atomic<int32_t> mVideoCodecId{0};                // of the last open, encoder or decoder
     std::atomic<int32_t> mAudioCodecId{0};                // of the last open, encoder or decoder
     const std::unique_ptr<uint8_t[]> mVideoEncodeBuffer;  // what encode() is given as `out`
-    const std::unique_ptr<uint8_t[]> mAudioEncodeBuffer;
+    const std::unique_ptr<uint8_t[]> mAudioEncodeBuffer;  // contents guarded by mAudioEncodeMutex
     const std::unique_ptr<uint8_t[]> mAudioDecodeBuffer;  // reserved
     std::atomic<int32_t> mVolumeState{0};
     std::atomic<int32_t> mVolumeGain{0};  // in 1/4096; 0: no gain stage
@@ -198,13 +225,18 @@ class KivContext {
     zem::SharedSlot<const zem::ByteBlock> mEncoderHeader;
     std::atomic<int32_t> mEncoderHeaderSize{0};  // of the header kept last, also when it was taken
     zem::SharedSlot<const zem::ByteBlock> mCameraData;
-    zem::SharedSlot<AudioHookClient> mAudioHookClient;
+    zem::CodecSlot<AudioHookClient> mAudioHookClient;  // no codec, but ended by one thread in the same way
     std::atomic<bool> mAudioHookRunning{false};
-    std::atomic<int32_t> mAudioEncodeBusy{0};  // calls inside encodeAudio; closing the hook waits for 0
-    zem::Turn mEncodeTurn;                     // of the calls that take pictures and encode them
-    zem::Turn mDecodeTurn;                     // of the calls that decode
-    zem::Turn mEncoderOpenTurn;                // of openVideoEncoder
-    zem::Turn mDecoderOpenTurn;                // of openVideoDecoder
+    zem::BusyCount
+        mAudioEncodeBusy;  // of encodeAudio and the hook's callback; stopping the hook waits for it
+    // Codecs serve one thread at a time: held for the calls into one, where an encoder may wait for its
+    // component; never across Java.
+    std::mutex mAudioEncodeMutex;
+    std::mutex mAudioDecodeMutex;
+    zem::Turn mEncodeTurn;       // of the calls that take pictures and encode them
+    zem::Turn mDecodeTurn;       // of the calls that decode
+    zem::Turn mEncoderOpenTurn;  // of openVideoEncoder
+    zem::Turn mDecoderOpenTurn;  // of openVideoDecoder
 };
 
 /// The native handle of one Java buffer pool: borrows a free buffer, fills it, gives it back as used.

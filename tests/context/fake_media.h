@@ -63,10 +63,17 @@ struct FakeDecoder : FakeCodec {
     std::vector<std::vector<uint8_t>> units;  // what decode() got
 };
 
+/// The AAC codecs of both directions.
+struct FakeAac : FakeCodec {
+    std::vector<std::vector<uint8_t>> blocks;  // what encode() and decode() got
+    std::vector<uint8_t> gathers;              // gathered output after each of these calls
+};
+
 FakeScreen& fakeScreen();
 FakeEncoder& fakeEncoder();
 FakeDecoder& fakeDecoder();
-/// All three as new; the session is deleted.
+FakeAac& fakeAac();
+/// All as new; the session is deleted.
 void resetFakeMedia();
 /// Its part for the codecs.
 void resetFakeCodecs();

@@ -7,3 +7,10 @@ KivContext::DataCallback::~DataCallback() {
     mObject = nullptr;
 }
 void KivContext::DataCallback::onNewData(uint8_t* /*data*/, int /*size*/) {}
+uint8_t* KivContext::DataCallback::getFreeBuffer(int* /*size*/, jobject* /*borrowed*/) {
+    return nullptr;
+}
+void KivContext::DataCallback::addUsedBuffer(jobject /*borrowed*/, int /*size*/) {}
+JNIEnv* KivContext::DataCallback::currentEnv() {
+    return nullptr;
+}
