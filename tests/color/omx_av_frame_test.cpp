@@ -14,18 +14,15 @@
 
 namespace {
 
-struct DeletePicture {
-    void operator()(OmxAVFrame* picture) const {
-        dealloc_picture(picture);
-        delete picture;
-    }
-};
-using Picture = std::unique_ptr<OmxAVFrame, DeletePicture>;
-using Allocator = OmxAVFrame* (*)(int width, int height);
+void deletePicture(OmxAVFrame* picture) {
+    dealloc_picture(picture);
+    delete picture;
+}
+using Picture = std::unique_ptr<OmxAVFrame, decltype(&deletePicture)>;
 
 TEST(OmxAvFrame, RecordsTheSizesAndSetsOnlyUsedPlanes) {
     const struct {
-        Allocator allocate;
+        OmxAVFrame* (*allocate)(int width, int height);
         int width, height;
         int32_t size[4];
     } cases[] = {
@@ -39,7 +36,7 @@ TEST(OmxAvFrame, RecordsTheSizesAndSetsOnlyUsedPlanes) {
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(testing::Message() << (&one - cases) << ": " << one.width << "x" << one.height);
-        const Picture picture(one.allocate(one.width, one.height));
+        const Picture picture(one.allocate(one.width, one.height), deletePicture);
         EXPECT_THAT(picture->size, testing::ElementsAreArray(one.size));
         for (int i = 0; i < 4; ++i) {
             EXPECT_EQ(picture->data[i] != nullptr, one.size[i] > 0) << "plane " << i;
@@ -59,9 +56,9 @@ TEST(OmxAvFrame, PlanesHoldWhatIsWrittenForAnySize) {
         const std::vector<uint8_t> source(static_cast<size_t>(walk.source), 255);
         const uint8_t* in = source.data();
         int stride = 4 * width;
-        const Picture planar(alloc_picture_yuv420(width, height));
+        const Picture planar(alloc_picture_yuv420(width, height), deletePicture);
         Rgb32ToYuv420(width, height).convert(planar->data, planar->size, &in, &stride);
-        const Picture pairs(alloc_picture_nv12(width, height));
+        const Picture pairs(alloc_picture_nv12(width, height), deletePicture);
         Rgb32ToNV12(width, height).convert(pairs->data, pairs->size, &in, &stride);
         EXPECT_EQ(std::count(planar->data[0], planar->data[0] + walk.luma, 255),
                   static_cast<ptrdiff_t>(walk.luma));

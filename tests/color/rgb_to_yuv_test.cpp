@@ -6,24 +6,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <memory>
-
 #include "color/walk_size.h"
-#include "tests/color/noise.h"
+#include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
+
+using namespace zem::test;
 
 namespace {
 
-using zem::test::GuardedBuffer;
-using zem::test::noise;
 using Bytes = std::vector<uint8_t>;
 
 // --- The formulas, read a second time: BT.601 in 16-bit fixed point, from the coefficients
-
-int fixed(double coefficient) {
-    return static_cast<int>(std::lround(coefficient * 65536));
-}
 
 struct Ycc {
     int y, cb, cr;
@@ -48,11 +41,6 @@ struct Kind {
     bool honoursStride;
     std::unique_ptr<ColorConverter> (*create)(int width, int height);
 };
-
-template <typename Converter>
-std::unique_ptr<ColorConverter> create(int width, int height) {
-    return std::make_unique<Converter>(width, height);
-}
 
 const Kind kKinds[] = {
     {"Bgr32ToYuv420", false, false, false, create<Bgr32ToYuv420>},
@@ -98,16 +86,15 @@ void expectAsReference(const Kind& kind, const uint8_t* source, int width, int h
     const zem::YuvWalkBytes walk = zem::yuvWalkBytes(width, height);
     EXPECT_EQ(walk.luma, expected.plane[0].size());
     EXPECT_EQ(kind.pairs ? walk.chromaPairs : walk.chromaPlane, expected.plane[1].size());
-    GuardedBuffer y(expected.plane[0].size());
-    GuardedBuffer first(expected.plane[1].size());
-    GuardedBuffer second(expected.plane[2].size());
-    uint8_t* planes[] = {y.data(), first.data(), kind.pairs ? nullptr : second.data()};
+    GuardedBuffer written[] = {GuardedBuffer(expected.plane[0].size()),
+                               GuardedBuffer(expected.plane[1].size()),
+                               GuardedBuffer(expected.plane[2].size())};
+    uint8_t* planes[] = {written[0].data(), written[1].data(), kind.pairs ? nullptr : written[2].data()};
     int ignored[] = {7, 7, 7};
     EXPECT_EQ(kind.create(width, height)->convert(planes, ignored, &source, &stride), 0);
-    const GuardedBuffer* written[] = {&y, &first, &second};
     for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(written[i]->bytes() == expected.plane[i]) << "plane " << i;
-        EXPECT_TRUE(written[i]->untouchedBefore()) << "plane " << i;
+        EXPECT_TRUE(written[i].bytes() == expected.plane[i]) << "plane " << i;
+        EXPECT_TRUE(written[i].untouchedBefore()) << "plane " << i;
     }
 }
 

@@ -1,33 +1,25 @@
 // Proves that the tiled conversion takes every pixel from its place and gives it the right colour, stays
-// within its planes, and refuses what it must. Faults it would catch: two tiles exchanged, an unpaired last
-// row zigzagged, Cb and Cr exchanged, rounding instead of truncation, chroma read behind the plane.
+// within its planes, refuses what it must, and keeps its clip table while others drop it. Faults it would
+// catch: two tiles exchanged, an unpaired last row zigzagged, Cb and Cr exchanged, rounding instead of
+// truncation, chroma read behind the plane; under the sanitizers a table freed twice or under its reader.
 #include "color/tiled_nv12.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
-#include <cmath>
+#include <thread>
 
-#include "tests/color/noise.h"
+#include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/tiled_plane.h"
 
+using namespace zem::test;
+
 namespace {
 
-using zem::test::GuardedBuffer;
-using zem::test::noise;
-using zem::test::TiledPlane;
 using Bytes = std::vector<uint8_t>;
-
-struct TiledPicture {
-    size_t width, height;
-
-    size_t tilesX() const { return (width + 127) / 128 * 2; }
-    TiledPlane luma() const { return {tilesX(), (height + 31) / 32}; }
-    TiledPlane chroma() const { return {tilesX(), (height / 2 + 31) / 32}; }
-    size_t bytes() const { return luma().bytes() + chroma().bytes(); }
-};
 
 int scaled(int sum) {
     const int value = static_cast<int>(std::trunc(sum / 256.0));
@@ -40,38 +32,42 @@ int referenceWord(int y, int cb, int cr) {
            scaled(298 * c + 517 * d) / 8;
 }
 
-int referencePixel(const TiledPicture& picture, const uint8_t* source, size_t x, size_t y) {
-    const TiledPlane chroma = picture.chroma();
-    const int luma = source[picture.luma().at(x, y)];
-    if (chroma.rows == 0) {
-        return referenceWord(luma, 128, 128);
-    }
-    const size_t line = std::min(y / 2, chroma.rows * 32 - 1);
-    const uint8_t* plane = source + picture.luma().bytes();
-    return referenceWord(luma, plane[chroma.at(x / 2 * 2, line)], plane[chroma.at(x / 2 * 2 + 1, line)]);
-}
+struct TiledPicture {
+    size_t width, height;
 
-size_t placeOf(const TiledPicture& picture, size_t x, size_t y, size_t stride) {
-    return y / 32 * 64 * picture.width + y % 32 * stride + 2 * x;
-}
+    TiledPlane luma() const { return {(width + 127) / 128 * 2, (height + 31) / 32}; }
+    TiledPlane chroma() const { return {(width + 127) / 128 * 2, (height / 2 + 31) / 32}; }
+    size_t bytes() const { return luma().bytes() + chroma().bytes(); }
+    int word(const uint8_t* source, size_t x, size_t y) const {
+        const int bright = source[luma().at(x, y)];
+        if (chroma().rows == 0) {
+            return referenceWord(bright, 128, 128);
+        }
+        const size_t line = std::min(y / 2, chroma().rows * 32 - 1);
+        const uint8_t* plane = source + luma().bytes();
+        return referenceWord(bright, plane[chroma().at(x / 2 * 2, line)],
+                             plane[chroma().at(x / 2 * 2 + 1, line)]);
+    }
+    // Rows of tiles start 64 * width bytes apart, so with longer rows they overlap.
+    Bytes converted(const uint8_t* source, size_t stride) const {
+        Bytes out;
+        for (size_t y = 0; y < height; ++y) {
+            for (size_t x = 0; x < width; ++x) {
+                const size_t at = y / 32 * 64 * width + y % 32 * stride + 2 * x;
+                out.resize(std::max(out.size(), at + 2), GuardedBuffer::kPattern);
+                out[at] = static_cast<uint8_t>(word(source, x, y) % 256);
+                out[at + 1] = static_cast<uint8_t>(word(source, x, y) / 256);
+            }
+        }
+        return out;
+    }
+};
 
 void expectAsReference(const TiledPicture& picture, size_t stride) {
     SCOPED_TRACE(testing::Message() << picture.width << "x" << picture.height << " stride " << stride);
-    size_t size = 0;
-    for (size_t y = 0; y < picture.height; ++y) {
-        size = std::max(size, placeOf(picture, picture.width - 1, y, stride) + 2);
-    }
     GuardedBuffer source(noise(picture.bytes()));
-    GuardedBuffer out(size);
-    Bytes expected(size, GuardedBuffer::kPattern);
-    for (size_t y = 0; y < picture.height; ++y) {
-        for (size_t x = 0; x < picture.width; ++x) {
-            const int word = referencePixel(picture, source.data(), x, y);
-            const size_t at = placeOf(picture, x, y, stride);
-            expected[at] = static_cast<uint8_t>(word % 256);
-            expected[at + 1] = static_cast<uint8_t>(word / 256);
-        }
-    }
+    const Bytes expected = picture.converted(source.data(), stride);
+    GuardedBuffer out(expected.size());
     convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
                     source.data(), 0, out.data(), static_cast<unsigned>(stride));
     EXPECT_TRUE(out.bytes() == expected);
@@ -120,14 +116,43 @@ TEST(TiledNv12, ABadStrideOrSizeLeavesTheDestinationAlone) {
     const unsigned refused[][2] = {{64, 126}, {64, 130}, {64, 124},       {64, 0}, {64, UINT_MAX},
                                    {64, 129}, {1, 2},    {0x80000000u, 0}};  // 2 * width wraps
     for (const auto& [width, stride] : refused) {
-        zem::test::forgetLog();
+        forgetLog();
         convertNV12Tile(width, 32, source.data(), 0, out.data(), stride);
-        EXPECT_TRUE(zem::test::logged(6, "\n error dstSkip param in convertNV12")) << width << ", " << stride;
+        EXPECT_TRUE(logged(6, "\n error dstSkip param in convertNV12")) << width << ", " << stride;
     }
-    zem::test::forgetLog();
+    forgetLog();
     convertNV12Tile(1u << 20, 1u << 20, source.data(), 0, out.data(), 1u << 21);
-    EXPECT_EQ(zem::test::loggedLines().size(), 1u);
+    EXPECT_EQ(loggedLines().size(), 1u);
     EXPECT_EQ(out, Bytes(4096, 1));
+}
+
+TEST(TiledNv12, TheClipTableMayBeDroppedWhileOthersConvert) {
+    const Bytes source = noise(TiledFrameSize(66, 34));
+    const auto converted = [&source] {
+        Bytes out(size_t{2} * 66 * 34);
+        convertNV12Tile(66, 34, source.data(), 0, out.data(), 132);
+        return out;
+    };
+    const Bytes expected = converted();
+    std::atomic<int> converting{3};
+    const auto convertAll = [&] {
+        for (int round = 0; round < 200; ++round) {
+            EXPECT_TRUE(converted() == expected);
+        }
+        --converting;
+    };
+    std::thread threads[] = {std::thread(convertAll), std::thread(convertAll), std::thread(convertAll)};
+    while (converting > 0) {
+        initClip();
+        delClip();
+        std::this_thread::yield();
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    delClip();
+    delClip();
+    EXPECT_EQ(g_xClip.load(), nullptr);
 }
 
 }  // namespace

@@ -7,32 +7,26 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 #include <cstring>
-#include <memory>
 
 #include "color/picture_size.h"
-#include "tests/color/noise.h"
+#include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
+
+using namespace zem::test;
 
 namespace {
 
-using zem::test::GuardedBuffer;
-using zem::test::noise;
 using Bytes = std::vector<uint8_t>;
 
 // --- The formulas, read a second time
-
-int fixed(double coefficient) {
-    return static_cast<int>(std::lround(coefficient * 65536));
-}
 
 int wholes(int fixedPoint) {
     return (fixedPoint + 1024 * 65536) / 65536 - 1024;  // rounds down
 }
 
-int clamped(int value) {
-    return value < 0 ? 0 : value > 255 ? 255 : value;
+uint8_t clamped(int value) {
+    return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
 }
 
 // Each chroma 0 borrows the 255 of another table.
@@ -49,147 +43,111 @@ int greenOfCb(int cb) {
     return cb == 0 ? greenOfCr(255) : fixed(-0.34414) * (cb - 128) + 32768;
 }
 
-struct Bgr {
-    int b, g, r;
-};
-
-Bgr referenceColour(int y, int cb, int cr) {
-    return {clamped(y + blueOffset(cb)), clamped(y + wholes(greenOfCb(cb) + greenOfCr(cr))),
-            clamped(y + redOffset(cr))};
-}
-
-// --- The four classes: where a chroma sample is read and where a pixel is written
+// --- The four classes: where chroma is read and where a pixel is written
 
 struct Kind {
     const char* name;
     int crPlane;
+    int cbPlane;
     bool is565;
-    bool pairs;    // chroma: Cr,Cb pairs in src[1]; else planes
     bool crossed;  // the chroma planes' strides
     std::unique_ptr<ColorConverter> (*create)(int width, int height);
-    size_t (*at)(size_t x, size_t y, size_t width, size_t height, size_t stride);
+    int (*at)(int x, int y, int width, int height, int stride);
+
+    bool pairs() const { return crPlane == cbPlane; }  // Cr, Cb
+    void write(uint8_t* pixel, int y, int cb, int cr) const {
+        const uint8_t b = clamped(y + blueOffset(cb));
+        const uint8_t g = clamped(y + wholes(greenOfCb(cb) + greenOfCr(cr)));
+        const uint8_t r = clamped(y + redOffset(cr));
+        const uint8_t bytes[] = {b, g, r, 255};
+        const auto word = static_cast<uint16_t>(b / 8 * 2048 + g / 4 * 32 + r / 8);
+        is565 ? memcpy(pixel, &word, 2) : memcpy(pixel, bytes, 4);
+    }
 };
 
-template <typename Converter>
-std::unique_ptr<ColorConverter> create(int width, int height) {
-    return std::make_unique<Converter>(width, height);
-}
-
-size_t inPairsOfRows(size_t x, size_t y, size_t width, size_t, size_t stride) {
+int inPairsOfRows(int x, int y, int width, int, int stride) {
     return y / 2 * (stride + 4 * width) + y % 2 * stride + 4 * x;
 }
-size_t inRows(size_t x, size_t y, size_t, size_t, size_t stride) {
+int inRows(int x, int y, int, int, int stride) {
     return y * stride + 2 * x;
 }
-size_t turned(size_t x, size_t y, size_t width, size_t height, size_t) {
+int turned(int x, int y, int width, int height, int) {
     return 2 * ((width - 1 - x) * height + y);
 }
 
 const Kind kKinds[] = {
-    {"Yuv420ToBgr32", 2, false, false, false, create<Yuv420ToBgr32>, inPairsOfRows},
-    {"Yuv420ToRgb565", 1, true, false, true, create<Yuv420ToRgb565>, inRows},
-    {"Nv12ToRgb565", 1, true, true, false, create<Nv12ToRgb565>, inRows},
-    {"Nv12ToRgb565Rotate", 1, true, true, false, create<Nv12ToRgb565Rotate>, turned},
+    {"Yuv420ToBgr32", 2, 1, false, false, create<Yuv420ToBgr32>, inPairsOfRows},
+    {"Yuv420ToRgb565", 1, 2, true, true, create<Yuv420ToRgb565>, inRows},
+    {"Nv12ToRgb565", 1, 1, true, false, create<Nv12ToRgb565>, inRows},
+    {"Nv12ToRgb565Rotate", 1, 1, true, false, create<Nv12ToRgb565Rotate>, turned},
 };
 
-void writeReference(const Kind& kind, const Bgr& colour, uint8_t* pixel) {
-    if (kind.is565) {
-        const auto word = static_cast<uint16_t>(colour.b / 8 * 2048 + colour.g / 4 * 32 + colour.r / 8);
-        memcpy(pixel, &word, 2);
-    } else {
-        const int bytes[] = {colour.b, colour.g, colour.r, 255};
-        std::copy(bytes, bytes + 4, pixel);
-    }
-}
+// What a picture shows at a pixel or block: noise, or all lumas and Cbs at one Cr.
+struct Content {
+    int oneCr = -1;  // -1: noise
 
-// --- Planes that end at a guard page, with strides that may all differ
+    static uint8_t mixed(int x, int y, int plane) {
+        return static_cast<uint8_t>(static_cast<unsigned>(x * 7 + y * 1009 + plane * 31) * 2654435761u >> 24);
+    }
+    uint8_t y(int x, int y) const {
+        return oneCr < 0 ? mixed(x, y, 0) : static_cast<uint8_t>(x + y % 2 * 128);
+    }
+    uint8_t cb(int x, int y) const { return oneCr < 0 ? mixed(x, y, 1) : static_cast<uint8_t>(y); }
+    uint8_t cr(int x, int y) const { return oneCr < 0 ? mixed(x, y, 2) : static_cast<uint8_t>(oneCr); }
+};
 
 struct Layout {
     int width, height;
     int paddingY, padding1, padding2, paddingOut;  // bytes after each row
 };
 
-// What the converter must leave in a destination of `size` bytes.
-Bytes referencePicture(const Kind& kind, const Layout& layout, const uint8_t* const* source,
-                       const int* stride, size_t dstStride, size_t size) {
-    Bytes out(size, GuardedBuffer::kPattern);
-    const int crPlane = kind.crPlane;
-    const int cbPlane = kind.pairs ? 1 : 3 - crPlane;
-    for (int y = 0; y < layout.height; ++y) {
-        for (int x = 0; x < layout.width / 2 * 2; ++x) {
-            const int crStride = stride[kind.crossed ? cbPlane : crPlane];
-            const int cbStride = stride[kind.crossed ? crPlane : cbPlane];
-            const int cr = source[crPlane][y / 2 * crStride + (kind.pairs ? x / 2 * 2 : x / 2)];
-            const int cb = source[cbPlane][y / 2 * cbStride + (kind.pairs ? x / 2 * 2 + 1 : x / 2)];
-            const size_t at =
-                kind.at(static_cast<size_t>(x), static_cast<size_t>(y), static_cast<size_t>(layout.width),
-                        static_cast<size_t>(layout.height), dstStride);
-            writeReference(kind, referenceColour(source[0][y * stride[0] + x], cb, cr), &out[at]);
-        }
-    }
-    return out;
+size_t bytesOf(int rows, int stride, int rowBytes) {
+    return static_cast<size_t>(zem::planeBytes(rows, stride, rowBytes));
 }
 
-// One picture of all lumas and Cbs for each Cr: a row pair for each Cb, four lumas a block.
-constexpr Layout kOfOneCr = {128, 512, 0, 0, 0, 0};
-
-Bytes lumaOfOneCr() {
-    Bytes luma(size_t{128} * 512);
-    for (size_t i = 0; i < luma.size(); ++i) {
-        luma[i] = static_cast<uint8_t>(i);  // two rows have all 256
-    }
-    return luma;
-}
-
-// The bytes of chroma plane `plane` of a picture of one Cr.
-Bytes chromaOfOneCr(const Kind& kind, int plane, int cr) {
-    Bytes bytes;
-    for (int i = 0; i < 64 * 256; ++i) {
-        if (kind.pairs || plane == kind.crPlane) {
-            bytes.push_back(static_cast<uint8_t>(cr));
-        }
-        if (kind.pairs || plane != kind.crPlane) {
-            bytes.push_back(static_cast<uint8_t>(i / 64));
+// Between planes that end at a guard page, with strides that may all differ.
+void expectAsReference(const Kind& kind, const Layout& layout, const Content& content) {
+    const auto& [w, h, paddingY, padding1, padding2, paddingOut] = layout;
+    SCOPED_TRACE(testing::Message() << kind.name << " " << w << "x" << h << " + " << padding1);
+    const int columns = w / 2;
+    const int rows = zem::chromaRowsOf(h);
+    const int chroma = kind.pairs() ? 2 * columns : columns;  // bytes
+    int stride[] = {w + paddingY, chroma + padding1, chroma + padding2};
+    const int step[] = {stride[0], stride[kind.crossed ? 2 : 1], stride[kind.crossed ? 1 : 2]};
+    GuardedBuffer planes[] = {GuardedBuffer(bytesOf(h, step[0], 2 * columns)),
+                              GuardedBuffer(bytesOf(rows, step[1], chroma)),
+                              GuardedBuffer(kind.pairs() ? 0 : bytesOf(rows, step[2], chroma))};
+    for (int y = 0; y < rows; ++y) {
+        for (int x = 0; x < columns; ++x) {
+            const int at = kind.pairs() ? 2 * x : x;
+            planes[kind.crPlane].data()[y * step[kind.crPlane] + at] = content.cr(x, y);
+            planes[kind.cbPlane].data()[y * step[kind.cbPlane] + at + (kind.pairs() ? 1 : 0)] =
+                content.cb(x, y);
         }
     }
-    return bytes;
-}
-
-// Of noise, or of one Cr when that is not negative.
-void expectAsReference(const Kind& kind, const Layout& layout, int cr = -1) {
-    SCOPED_TRACE(testing::Message() << kind.name << " " << layout.width << "x" << layout.height << " + "
-                                    << layout.padding1);
-    const int rows = zem::chromaRowsOf(layout.height);
-    const int chroma = kind.pairs ? layout.width / 2 * 2 : layout.width / 2;
-    int stride[] = {layout.width + layout.paddingY, chroma + layout.padding1, chroma + layout.padding2};
-    const int stepped[] = {stride[0], stride[kind.crossed ? 2 : 1], stride[kind.crossed ? 1 : 2]};
-    const auto plane = [](int planeRows, int step, int bytes) {
-        return noise(static_cast<size_t>(zem::planeBytes(planeRows, step, bytes)));
-    };
-    const bool noisy = cr < 0;
-    GuardedBuffer y(noisy ? plane(layout.height, stepped[0], layout.width / 2 * 2) : lumaOfOneCr());
-    GuardedBuffer first(noisy ? plane(rows, stepped[1], chroma) : chromaOfOneCr(kind, 1, cr));
-    GuardedBuffer second(noisy ? plane(kind.pairs ? 0 : rows, stepped[2], chroma)
-                               : chromaOfOneCr(kind, 2, cr));
-    const uint8_t* source[] = {y.data(), first.data(), kind.pairs ? nullptr : second.data()};
-
-    int dstStride = (kind.is565 ? 2 : 4) * layout.width + layout.paddingOut;
-    const auto w = static_cast<size_t>(layout.width);
-    const auto h = static_cast<size_t>(layout.height);
-    const size_t corner = kind.at == turned ? 0 : w / 2 * 2 - 1;  // the last address has this column
-    const size_t size = kind.at(corner, h - 1, w, h, static_cast<size_t>(dstStride)) + (kind.is565 ? 2 : 4);
-    GuardedBuffer out(size);
+    int dstStride = (kind.is565 ? 2 : 4) * w + paddingOut;
+    const int corner = kind.at == turned ? 0 : 2 * columns - 1;  // the last address has this column
+    Bytes expected(static_cast<size_t>(kind.at(corner, h - 1, w, h, dstStride) + (kind.is565 ? 2 : 4)),
+                   GuardedBuffer::kPattern);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < 2 * columns; ++x) {
+            planes[0].data()[y * step[0] + x] = content.y(x, y);
+            kind.write(&expected[static_cast<size_t>(kind.at(x, y, w, h, dstStride))], content.y(x, y),
+                       content.cb(x / 2, y / 2), content.cr(x / 2, y / 2));
+        }
+    }
+    GuardedBuffer out(expected.size());
     uint8_t* dst = out.data();
-    EXPECT_EQ(kind.create(layout.width, layout.height)->convert(&dst, &dstStride, source, stride), 0);
-    ASSERT_TRUE(out.bytes() ==
-                referencePicture(kind, layout, source, stride, static_cast<size_t>(dstStride), size));
+    const uint8_t* source[] = {planes[0].data(), planes[1].data(), kind.pairs() ? nullptr : planes[2].data()};
+    EXPECT_EQ(kind.create(w, h)->convert(&dst, &dstStride, source, stride), 0);
+    ASSERT_TRUE(out.bytes() == expected);
     EXPECT_TRUE(out.untouchedBefore());
 }
 
 TEST(YuvToRgb, EveryColourIsRightToTheLastBit) {
     for (const Kind& kind : kKinds) {
-        for (int cr = 0; cr < 256; ++cr) {
-            expectAsReference(kind, kOfOneCr, cr);
+        for (int cr = 0; cr < 256; ++cr) {  // a row pair of all lumas for each Cb
+            expectAsReference(kind, {128, 512, 0, 0, 0, 0}, {cr});
         }
     }
 }
@@ -199,7 +157,7 @@ TEST(YuvToRgb, EachClassHonoursItsStridesAndStaysWithinItsPlanes) {
                               {2, 1, 0, 0, 0, 0}, {5, 5, 1, 2, 3, 4},     {67, 35, 7, 5, 3, 9}};
     for (const Kind& kind : kKinds) {
         for (const Layout& layout : layouts) {
-            expectAsReference(kind, layout);
+            expectAsReference(kind, layout, {});
         }
     }
 }
