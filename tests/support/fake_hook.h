@@ -17,8 +17,7 @@ struct FakeHookState {
     std::atomic<int32_t> blockSize{4096};    // bytes
     std::atomic<int32_t> sampleRate{44100};  // samples a second
     std::atomic<int32_t> outputFormat{7};
-    std::atomic<void (*)()> starting{
-        nullptr};  // called within startAudioHook, after callback and user are set
+    std::atomic<int> early{0};  // blocks of 4 bytes sent before startAudioHook returns
     // Seen:
     std::atomic<funcAudioHookCallback> callback{nullptr};  // of the last start, also when it was stopped
     std::atomic<void*> user{nullptr};                      // of the last start
