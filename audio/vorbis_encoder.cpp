@@ -59,14 +59,12 @@ bool VorbisEncoder::accepts(const uint8_t* pcm, int bytes) const {
 }
 
 void VorbisEncoder::fillChannels(float** channels, const uint8_t* pcm, int frames) const {
-    for (int i = 0; i < frames; ++i) {
-        channels[0][i] = sampleAt(pcm + i * kFrameBytes);
-    }
-    if (vi.channels < 2) {
-        return;  // one channel has one buffer: the right samples go nowhere
-    }
-    for (int i = 0; i < frames; ++i) {
-        channels[1][i] = sampleAt(pcm + i * kFrameBytes + 2);
+    const bool isMono = vi.channels == 1;  // one buffer: the right samples go nowhere
+    for (int i = 0; i < frames; ++i, pcm += kFrameBytes) {
+        channels[0][i] = sampleAt(pcm);
+        if (!isMono) {
+            channels[1][i] = sampleAt(pcm + 2);
+        }
     }
     for (int c = 2; c < vi.channels; ++c) {
         std::fill_n(channels[c], frames, 0.0F);

@@ -85,7 +85,8 @@ struct Library {
         for (int i = 0; i < frames * vi.channels; ++i) {
             const int c = i % vi.channels;
             const int frame = i / vi.channels;
-            to[c][frame] = c < 2 ? static_cast<float>(sampleOf(pcm, (at + frame) * 2 + c)) / 32768.0F : 0.0F;
+            to[c][frame] =
+                c < 2 ? static_cast<float>(sampleOf(pcm, size_t{2} * (at + frame) + c)) / 32768.0F : 0.0F;
         }
         vorbis_analysis_wrote(&vd, frames);
         Bytes pages;
@@ -139,7 +140,7 @@ TEST(Vorbis, PagesAreTheLibrarysByteForByte) {
         EXPECT_EQ(1, encoder.init(channels, kRate, 1));
         Library library(channels);
         for (int at = 0, block = 1; at < kRate; at += block, block = std::min(block * 3 + 1, kRate - at)) {
-            EXPECT_EQ(0, encoder.encode(&pcm[at * 4], block * 4 + (at == 0 ? 3 : 0)));
+            EXPECT_EQ(0, encoder.encode(&pcm[size_t{4} * at], block * 4 + (at == 0 ? 3 : 0)));
             EXPECT_EQ(library.encode(pcm, at, block), fetched(encoder)) << channels << " at " << at;
         }
         EXPECT_EQ(0, encoder.encode(pcm.data(), 3));
