@@ -177,13 +177,13 @@ TEST_F(HookClient, StopsAndStartsUnderLoad) {
             }
             gStops = i % 2 == 0 ? &client : nullptr;
             client.stop();
+            gStops = nullptr;  // not called any more
             EXPECT_EQ(gInside, 0);
         }
     });
     EXPECT_EQ(cycles.wait_for(std::chrono::seconds(90)), std::future_status::ready);
     done = true;
     loud.join();
-    gStops = nullptr;
 }
 
 constexpr int kCapacity = 0x100000;
