@@ -6,7 +6,7 @@ import java.util.Arrays;
 import java.util.List;
 
 /** As much of H.264's byte stream format as the demo needs. */
-final class AnnexB {
+public final class AnnexB {
     static final int SEQUENCE_PARAMETERS = 7;
 
     private static final int NAL_TYPE_MASK = 0x1F;
@@ -53,7 +53,7 @@ final class AnnexB {
     }
 
     /** A stream's access units: each has one picture and what goes before it. */
-    static List<byte[]> accessUnits(byte[] stream) {
+    public static List<byte[]> accessUnits(byte[] stream) {
         List<byte[]> units = new ArrayList<>();
         int begin = -1;
         boolean picture = false;

@@ -1,5 +1,6 @@
 package com.tarvoln.zem.e2e;
 
+import com.tarvoln.zem.demo.AnnexB;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -28,7 +29,7 @@ public final class DamageTest {
     private DamageTest(Path file, Receiving receiving) throws Exception {
         this.receiving = receiving;
         Player.make(file, WIDTH, HEIGHT, 6);
-        units = Units.of(Files.readAllBytes(file));
+        units = AnnexB.accessUnits(Files.readAllBytes(file));
         keyPicture = receiving.join(units.get(0));
     }
 
@@ -47,7 +48,7 @@ public final class DamageTest {
         try (Receiving receiving = new Receiving(WIDTH, HEIGHT)) {
             receiving.join(new DamageTest(file, receiving).units.get(0));
             Player.make(file, 1280, 720, 2);
-            for (byte[] unit : Units.of(Files.readAllBytes(file))) {
+            for (byte[] unit : AnnexB.accessUnits(Files.readAllBytes(file))) {
                 receiving.feed(unit); // a size it was not opened for: what comes of it is not told
             }
         }

@@ -1,16 +1,24 @@
 package com.tarvoln.zem.e2e;
 
+import com.tarvoln.zem.demo.AnnexB;
+import com.tarvoln.zem.demo.ColorRoute;
+import com.tarvoln.zem.demo.PlayFile;
+import java.awt.image.BufferedImage;
+import java.io.ByteArrayOutputStream;
+import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
+import java.util.function.IntBinaryOperator;
+import javax.imageio.ImageIO;
 
 /**
  * Proves, for one receiving chip (first argument), that the streams that SessionTest recorded (qcom's, tarn's) come
  * out of the engine picture by picture as a decode from outside, converted here, gives them, word for word; that
- * the patches have the colours that this pair of chips is known for; and that a size change is followed by closing
- * and opening. Would catch rows read without their padding, tiles in a wrong order, a chroma plane at the wrong
- * place or taken for the other one, a picture left out, doubled or upside down, and the converter of one size kept
- * for the next.
+ * the patches have the colours that this pair of chips is known for, also in the demo's own arithmetic; and that a
+ * stream whose size changes and changes back is followed by closing and opening. Would catch rows read without their
+ * padding, tiles in a wrong order, a chroma plane at the wrong place or taken for the other one, a picture left out,
+ * doubled or upside down, and the converter of one size kept for the next.
  */
 public final class ReceiveTest {
     /** A colour may be this far off, RGB565 and coding included. */
@@ -31,12 +39,16 @@ public final class ReceiveTest {
 
     public static void main(String[] args) throws Exception {
         String chip = args[0];
+        int tiled = chip.equals("qcom-tiled") ? 1 : 0;
+        verifyRoute(ColorRoute.between("sec", chip), tiled);
+        verifyRoute(ColorRoute.between("tarn", chip), 2 + tiled);
         try (Receiving receiving = new Receiving(640, 360)) {
             for (int sender = 0; sender < 2; sender++) {
                 short[] last = verify(chip, receiving, Path.of(args[1 + sender]), 640, 360);
-                verifyPatches(last, 2 * sender + (chip.equals("qcom-tiled") ? 1 : 0));
+                verifyPatches((x, y) -> rgb(last[y * 640 + x]), 1, 2 * sender + tiled);
             }
         }
+        verifySizeChanges(Path.of(args[1]), Path.of(args[3]).getParent(), tiled);
         int[][] sizes = {{1280, 720}, {328, 248}};
         for (int[] size : sizes) {
             Path file = Path.of(args[3] + size[0]);
@@ -52,7 +64,7 @@ public final class ReceiveTest {
     /** The stream's last picture, after all were right. */
     private static short[] verify(String chip, Receiving receiving, Path file, int width, int height)
             throws Exception {
-        List<byte[]> units = Units.of(Files.readAllBytes(file));
+        List<byte[]> units = AnnexB.accessUnits(Files.readAllBytes(file));
         byte[] decoded = Player.decode(file);
         int frameSize = width * height * 3 / 2;
         Check.same(decoded.length / frameSize, units.size(), "pictures of " + file);
@@ -66,15 +78,48 @@ public final class ReceiveTest {
         return last[0];
     }
 
-    private static void verifyPatches(short[] words, int column) {
-        for (int i = 0; i < PATCHES.length; i++) {
-            int word = words[SessionTest.patchCentreY(i) * 640 + SessionTest.patchCentreX(i)];
-            int[] got = {(word >> 11 & 31) * 255 / 31, (word >> 5 & 63) * 255 / 63, (word & 31) * 255 / 31};
-            for (int c = 0; c < 3; c++) {
-                int expected = PATCHES[i][column] >> 16 - 8 * c & 0xFF;
-                Check.between(expected - TOLERANCE, expected + TOLERANCE, got[c],
-                        "column " + column + ", patch " + i + ", component " + c);
+    private static void verifySizeChanges(Path small, Path folder, int column) throws Exception {
+        ByteArrayOutputStream stream = new ByteArrayOutputStream();
+        for (Path part : List.of(SessionTest.large(small), small, SessionTest.large(small))) {
+            stream.writeBytes(Files.readAllBytes(part));
+        }
+        Path file = Files.write(folder.resolve("sizes.h264"), stream.toByteArray());
+        PlayFile.main(new String[] {"--out", folder.toString(), "--file", file.toString()});
+        int number = 0;
+        for (int scale : new int[] {2, 1, 2}) {
+            for (int last = number + SessionTest.frames(scale); number < last; ) {
+                String name = String.format("played/%04d.png", ++number);
+                BufferedImage picture = ImageIO.read(folder.resolve(name).toFile());
+                Check.same(640 * scale + "x" + 360 * scale, picture.getWidth() + "x" + picture.getHeight(), name);
+                verifyPatches(picture::getRGB, scale, column);
             }
         }
+    }
+
+    private static void verifyRoute(ColorRoute route, int column) {
+        for (int i = 0; i < PATCHES.length; i++) {
+            ByteBuffer block = ByteBuffer.allocate(16);
+            while (block.hasRemaining()) {
+                block.putInt(SessionTest.COLORS[i] << 8);
+            }
+            int rgb = PATCHES[i][column];
+            Check.same((short) (rgb >> 8 & 0xF800 | rgb >> 5 & 0x7E0 | rgb >> 3 & 0x1F), route.picture(block, 2, 2)[3],
+                    "route, column " + column + ", patch " + i);
+        }
+    }
+
+    private static void verifyPatches(IntBinaryOperator picture, int scale, int column) {
+        for (int i = 0; i < PATCHES.length; i++) {
+            int got = picture.applyAsInt(SessionTest.patchCentreX(i) * scale, SessionTest.patchCentreY(i) * scale);
+            for (int shift = 0; shift <= 16; shift += 8) {
+                int expected = PATCHES[i][column] >> shift & 0xFF;
+                Check.between(expected - TOLERANCE, expected + TOLERANCE, got >> shift & 0xFF,
+                        "column " + column + ", patch " + i + ", bits from " + shift);
+            }
+        }
+    }
+
+    private static int rgb(int word) {
+        return (word >> 11 & 31) * 255 / 31 << 16 | (word >> 5 & 63) * 255 / 63 << 8 | (word & 31) * 255 / 31;
     }
 }

@@ -12,7 +12,7 @@ import java.util.Map;
  * order, undamaged and in the colours the chip's route promises. Each screen shows its own number in a
  * row of black and white squares, over a field of colour patches. Would catch the held-back second output
  * lost, doubled or out of order, a chroma byte swapped, a chroma plane at the wrong place (640x360 is no
- * multiple of 2048), and a wrong picture layout for the chip.
+ * multiple of 2048), a wrong picture layout for the chip, and what a session of another size leaves behind.
  */
 public final class SessionTest {
     private static final int FRAMES = 30;
@@ -29,11 +29,14 @@ public final class SessionTest {
     private static final Map<String, Integer> HARDWARE =
             Map.of("qcom", 0x2002, "qcom-tiled", 0x2001, "sec", 0, "exynos", 0, "tarn", 0x4001);
 
-    private static final int[] COLORS = {0x000000, 0xFFFFFF, 0x808080, 0xFF0000, 0x00FF00, 0x0000FF,
+    static final int[] COLORS = {0x000000, 0xFFFFFF, 0x808080, 0xFF0000, 0x00FF00, 0x0000FF,
         0xFFFF00, 0x00FFFF, 0xFF00FF, 0xFF8000, 0xE0AC8C, 0x101010, 0xF0F0F0};
 
     private final Screen screen = new Screen();
     private final String chip;
+
+    /** Size of the pictures in that of the screen. */
+    private int scale;
 
     private SessionTest(String chip) throws IOException {
         this.chip = chip;
@@ -43,49 +46,62 @@ public final class SessionTest {
         SessionTest test = new SessionTest(args[0]);
         Path file = Path.of(args[1]);
         test.drawPatches();
-        // The second one finds the process as the first one left it.
-        for (int session = 0; session < 2; session++) {
-            test.record(file);
-            test.verify(file);
+        for (int scale : new int[] {2, 1, 2}) {
+            test.scale = scale;
+            Path of = scale == 1 ? file : large(file);
+            test.record(of);
+            test.verify(of);
         }
     }
 
+    /** The same amount of pixels in any size. */
+    static int frames(int scale) {
+        return FRAMES / (scale * scale);
+    }
+
+    /** Where the recording of twice the screen's size stands. */
+    static Path large(Path file) {
+        return Path.of(file + ".large");
+    }
+
     private void record(Path file) throws Exception {
-        VideoTxChannel.Config config =
-                new VideoTxChannel.Config(screen.width, screen.height, 4_000_000, 30, 10, VideoTxChannel.RATE_VARIABLE);
+        VideoTxChannel.Config config = new VideoTxChannel.Config(screen.width * scale, screen.height * scale,
+                4_000_000, 30, 10, VideoTxChannel.RATE_VARIABLE);
         try (VideoTxChannel channel = new VideoTxChannel(config.pool())) {
             Recording recording = new Recording(channel.pool());
             drawNumber(0);
             Check.that(channel.open(config), "opens");
             Check.same(HARDWARE.get(chip), new JniContext().getHardwareBase(), "hardware");
-            for (int frame = 1; frame < FRAMES; frame++) {
+            for (int frame = 1; frame < frames(scale); frame++) {
                 drawNumber(frame);
                 Check.same(0, channel.capture(), "capture " + frame);
                 recording.takeFor(0);
             }
             // The configuration goes before the pictures.
-            recording.takeUntil(1 + FRAMES);
+            recording.takeUntil(1 + frames(scale));
             Check.same(0L, channel.pool().exhausted(), "exhausted");
             Files.write(file, recording.stream());
         }
     }
 
     private void verify(Path file) throws Exception {
-        Check.same(screen.width + "," + screen.height + "," + FRAMES, Player.probe(file), "ffprobe");
+        int width = screen.width * scale;
+        int height = screen.height * scale;
+        Check.same(width + "," + height + "," + frames(scale), Player.probe(file), "ffprobe");
         byte[] decoded = Player.decode(file);
-        int frameSize = screen.width * screen.height * 3 / 2;
-        Check.same(FRAMES * frameSize, decoded.length, "decoded bytes");
-        for (int frame = 0; frame < FRAMES; frame++) {
-            Picture picture = new Picture(decoded, frame * frameSize, screen.width, screen.height);
+        int frameSize = width * height * 3 / 2;
+        Check.same(frames(scale) * frameSize, decoded.length, "decoded bytes");
+        for (int frame = 0; frame < frames(scale); frame++) {
+            Picture picture = new Picture(decoded, frame * frameSize, width, height);
             Check.same(frame, readNumber(picture), "the screen of picture " + frame);
         }
-        verifyColors(new Picture(decoded, (FRAMES - 1) * frameSize, screen.width, screen.height));
+        verifyColors(new Picture(decoded, (frames(scale) - 1) * frameSize, width, height));
     }
 
     private void verifyColors(Picture picture) {
         for (int i = 0; i < COLORS.length; i++) {
-            int x = patchCentreX(i);
-            int y = patchCentreY(i);
+            int x = patchCentreX(i) * scale;
+            int y = patchCentreY(i) * scale;
             int[] expected = chip.equals("tarn") ? planar(COLORS[i]) : semiPlanar(COLORS[i]);
             int[] got = {picture.luma(x, y), picture.cb(x, y), picture.cr(x, y)};
             for (int c = 0; c < 3; c++) {
@@ -147,10 +163,10 @@ public final class SessionTest {
         }
     }
 
-    private static int readNumber(Picture picture) {
+    private int readNumber(Picture picture) {
         int number = 0;
         for (int bit = 0; bit < BITS; bit++) {
-            if (picture.luma(bit * SQUARE + SQUARE / 2, SQUARE / 2) > 128) {
+            if (picture.luma((bit * SQUARE + SQUARE / 2) * scale, SQUARE / 2 * scale) > 128) {
                 number |= 1 << bit;
             }
         }
