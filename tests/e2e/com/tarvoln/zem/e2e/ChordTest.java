@@ -1,5 +1,7 @@
 package com.tarvoln.zem.e2e;
 
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.ShortBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -11,11 +13,13 @@ import java.util.Arrays;
  */
 public final class ChordTest {
     private static final int HEADER_BYTES = 44;
+    private static final int SIZE_AT = 40;
     private static final int[][] CHORDS = {{262, 330, 392}, {220, 262, 330}, {175, 220, 262}, {196, 247, 294}};
     private static final int WINDOWS_PER_SECOND = 5;
 
     public static void main(String[] args) throws Exception {
         byte[] file = Files.readAllBytes(Path.of(args[0]));
+        Check.same(file.length - HEADER_BYTES, ByteBuffer.wrap(file).order(ByteOrder.LITTLE_ENDIAN).getInt(SIZE_AT), "bytes");
         ShortBuffer samples = Tone.samples(Arrays.copyOfRange(file, HEADER_BYTES, file.length));
         int window = Tone.RATE / WINDOWS_PER_SECOND;
         int windows = samples.capacity() / 2 / window;

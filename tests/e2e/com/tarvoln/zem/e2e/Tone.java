@@ -20,7 +20,7 @@ final class Tone implements AutoCloseable {
     Tone(int... hertz) throws IOException {
         this.hertz = hertz;
         ProcessBuilder builder = new ProcessBuilder("pacat", "--raw", "--format=s16le", "--rate=" + RATE,
-                "--channels=" + hertz.length, "--latency-msec=100").redirectError(ProcessBuilder.Redirect.INHERIT);
+                "--channels=" + hertz.length).redirectError(ProcessBuilder.Redirect.INHERIT);
         builder.environment().remove("LD_PRELOAD");
         player = builder.start();
     }
