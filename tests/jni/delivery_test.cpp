@@ -95,7 +95,7 @@ TEST_F(Delivery, SurvivesEveryPool) {
         cases.push_back(
             {[method](FakePool& pool) { pool.throwing = method, pool.offset = 0; }, " threw an exception"});
         cases.push_back(
-            {[method](FakePool& pool) { pool.removeMethod(method), pool.offset = 0; }, " method not found"});
+            {[method](FakePool& pool) { pool.missing = method, pool.offset = 0; }, " method not found"});
     }
     for (const Case& row : cases) {
         SCOPED_TRACE(&row - cases.data());

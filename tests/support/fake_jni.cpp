@@ -1,19 +1,26 @@
 #include "tests/support/fake_jni.h"
 
 #include <cstdarg>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <mutex>
 #include <utility>
 
-/// jni.h leaves this type open; ours is the method's name and signature, as in FakeObject::methods.
+/// jni.h leaves this type open.
 struct _jmethodID {
-    std::string key;
+    const char* name;
+    const char* signature;
 };
 
 namespace zem::test {
 
 namespace {
+
+enum PoolMethod { kGetBufferOffset, kGetFreeBuffer, kAddUsedBuffer, kPoolMethods };
+_jmethodID gPoolMethods[kPoolMethods] = {{"getBufferOffset", "()I"},
+                                         {"getFreeBuffer", "()Ljava/nio/ByteBuffer;"},
+                                         {"addUsedBuffer", "(Ljava/nio/ByteBuffer;I)V"}};
 
 struct ThreadEnv;
 
@@ -44,8 +51,7 @@ struct FakeVm::State : JavaVM {
     std::map<uint64_t, ThreadEnv> environments;
     std::deque<Reference> references;
     std::map<std::string, FakeObject> classes;  // by name; a class is a plain object
-    std::map<std::string, _jmethodID> methodIds;
-    std::map<std::string, void*> natives;  // by "class.method"
+    std::map<std::string, void*> natives;       // by "class.method"
     std::vector<std::string> violations;
 
     // All with the mutex held.
@@ -159,7 +165,7 @@ jclass FindClass(JNIEnv* env, const char* name) {
     return static_cast<jclass>(call.local(&call.state.classes.try_emplace(name, name).first->second));
 }
 
-// The object stands for its class: tests give objects of one class different methods.
+// The object stands for its class: pools differ in their methods.
 jclass GetObjectClass(JNIEnv* env, jobject object) {
     Call call(env, __func__);
     return static_cast<jclass>(call.local(&call.objectOf(object)));
@@ -167,12 +173,15 @@ jclass GetObjectClass(JNIEnv* env, jobject object) {
 
 jmethodID GetMethodID(JNIEnv* env, jclass type, const char* name, const char* signature) {
     Call call(env, __func__);
-    const std::string key = std::string(name) + signature;
-    if (call.objectOf(type).methods.count(key) == 0) {
-        call.thread.exceptionPending = true;
-        return nullptr;
+    const FakePool* const pool = call.objectOf(type).pool;
+    for (_jmethodID& method : gPoolMethods) {
+        if (pool != nullptr && strcmp(name, method.name) == 0 && strcmp(signature, method.signature) == 0 &&
+            strcmp(name, pool->missing) != 0) {
+            return &method;
+        }
     }
-    return &call.state.methodIds.try_emplace(key, _jmethodID{key}).first->second;
+    call.thread.exceptionPending = true;
+    return nullptr;
 }
 
 jint RegisterNatives(JNIEnv* env, jclass type, const JNINativeMethod* methods, jint count) {
@@ -186,55 +195,50 @@ jint RegisterNatives(JNIEnv* env, jclass type, const JNINativeMethod* methods, j
 
 // --- Java methods
 
-// The analyzer takes a va_list that is a parameter for one never started.
-// NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
-std::vector<FakeValue> readArguments(Call& call, const std::string& key, va_list list) {
-    std::vector<FakeValue> arguments;
-    for (size_t i = key.find('(') + 1; key[i] != ')'; ++i) {
-        FakeValue& value = arguments.emplace_back();
-        if (key[i] == 'L') {
-            jobject const handle = va_arg(list, jobject);
-            value.object = handle != nullptr ? &call.objectOf(handle) : nullptr;
-            i = key.find(';', i);
-        } else {
-            value.number = va_arg(list, jint);  // booleans are passed as such too
-        }
-    }
-    return arguments;
-}
-// NOLINTEND(clang-analyzer-valist.Uninitialized)
-
-// Calls a Java method without the VM's mutex. A method that throws answers 0 or null.
-jvalue invoke(JNIEnv* env, const char* function, jobject object, jmethodID method, va_list list) {
+// Calls a pool's method without the VM's mutex. One that throws answers 0 or null.
+jvalue invoke(JNIEnv* env, const char* function, jobject object, jmethodID method, PoolMethod expected,
+              va_list list) {
     jvalue result{};
     Call call(env, function);
-    FakeObject& target = call.objectOf(object);
-    if (method == nullptr || target.methods.count(method->key) == 0) {
+    FakePool* const pool = call.objectOf(object).pool;
+    if (pool == nullptr || method != &gPoolMethods[expected]) {
         call.violate("no such method");
         return result;
     }
-    const std::vector<FakeValue> arguments = readArguments(call, method->key, list);
+    FakeObject* buffer = nullptr;
+    jint size = 0;
+    if (expected == kAddUsedBuffer) {
+        // The analyzer takes a va_list that is a parameter for one never started.
+        buffer = &call.objectOf(va_arg(list, jobject));  // NOLINT(clang-analyzer-valist.Uninitialized)
+        size = va_arg(list, jint);                       // NOLINT(clang-analyzer-valist.Uninitialized)
+    }
+    const bool throws = strcmp(pool->throwing, method->name) == 0;
     call.lock.unlock();
-    const FakeValue answer = target.methods[method->key](arguments);
+    if (!throws && expected == kGetFreeBuffer) {
+        buffer = pool->getFreeBuffer();
+    } else if (!throws && expected == kAddUsedBuffer) {
+        pool->addUsedBuffer(buffer, size);
+    } else if (!throws) {
+        result.i = pool->offset;
+    }
     call.lock.lock();
-    call.thread.exceptionPending = answer.thrown;
-    result.j = answer.number;
-    if (answer.object != nullptr) {
-        result.l = call.local(answer.object);
+    call.thread.exceptionPending = throws;
+    if (expected == kGetFreeBuffer && buffer != nullptr) {
+        result.l = call.local(buffer);
     }
     return result;
 }
 
 jobject CallObjectMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
-    return invoke(env, __func__, object, method, list).l;
+    return invoke(env, __func__, object, method, kGetFreeBuffer, list).l;
 }
 
 jint CallIntMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
-    return static_cast<jint>(invoke(env, __func__, object, method, list).j);
+    return invoke(env, __func__, object, method, kGetBufferOffset, list).i;
 }
 
 void CallVoidMethodV(JNIEnv* env, jobject object, jmethodID method, va_list list) {
-    invoke(env, __func__, object, method, list);
+    invoke(env, __func__, object, method, kAddUsedBuffer, list);
 }
 
 jboolean ExceptionCheck(JNIEnv* env) {
