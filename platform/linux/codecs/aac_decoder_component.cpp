@@ -53,8 +53,4 @@ void AacDecoderComponent::write(uint8_t* to) {
     memcpy(to, mSamples->data, mSamples->size);
 }
 
-void AacDecoderComponent::drop(bool /*lost*/) {
-    mSamples.reset();
-}
-
 }  // namespace zem

@@ -27,7 +27,7 @@ class AacDecoderComponent final : public ConfiguredComponent<AacParameters> {
     void drain() override { mDecoder->drain(); }
     std::optional<Block> next(BufferIo& io) override;
     void write(uint8_t* to) override;
-    void drop(bool lost) override;
+    void drop(bool /*lost*/) override { mSamples.reset(); }
 
     std::unique_ptr<AacDecoder> mDecoder;  // while executing
     std::optional<AudioBlock> mSamples;    // decoded, wait for an output buffer

@@ -12,7 +12,6 @@ bool AacEncoderComponent::open() {
 void AacEncoderComponent::close() {
     mUnit.reset();
     mEncoder.reset();
-    mConfigurationDue = mBegun = false;
 }
 
 void AacEncoderComponent::forget() {
@@ -21,17 +20,10 @@ void AacEncoderComponent::forget() {
 }
 
 void AacEncoderComponent::take(BufferIo& /*io*/, const LentBuffer& input) {
-    if (!mBegun) {
-        mFirstTime = input.timestamp;
-        mConfigurationDue = mBegun = true;
-    }
     mEncoder->send(input.data, input.size, input.timestamp);
 }
 
 std::optional<CodecComponent::Block> AacEncoderComponent::next(BufferIo& /*io*/) {
-    if (mConfigurationDue) {
-        return Block{mEncoder->configuration().size(), OMX_BUFFERFLAG_CODECCONFIG, mFirstTime};
-    }
     if (!mUnit.has_value()) {
         mUnit = mEncoder->receive();
     }
@@ -42,18 +34,7 @@ std::optional<CodecComponent::Block> AacEncoderComponent::next(BufferIo& /*io*/)
 }
 
 void AacEncoderComponent::write(uint8_t* to) {
-    if (mConfigurationDue) {
-        memcpy(to, mEncoder->configuration().data(), mEncoder->configuration().size());
-    } else {
-        memcpy(to, mUnit->data, mUnit->size);
-    }
-}
-
-void AacEncoderComponent::drop(bool /*lost*/) {
-    if (!mConfigurationDue) {
-        mUnit.reset();
-    }
-    mConfigurationDue = false;
+    memcpy(to, mUnit->data, mUnit->size);
 }
 
 }  // namespace zem

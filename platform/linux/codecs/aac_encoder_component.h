@@ -9,8 +9,8 @@
 
 namespace zem {
 
-/// The first output of each start is the configuration, put out with the first input; every later one is a
-/// unit. Inputs may have any size, and part samples.
+/// The configuration is the AudioSpecificConfig, each later output a unit. Inputs may have any size, and part
+/// samples.
 class AacEncoderComponent final : public ConfiguredComponent<AacParameters> {
   public:
     AacEncoderComponent() : ConfiguredComponent(kInputPort) {}
@@ -18,18 +18,18 @@ class AacEncoderComponent final : public ConfiguredComponent<AacParameters> {
   private:
     bool open() override;
     void close() override;
+    Bytes configuration() const override {
+        return {mEncoder->configuration().data(), mEncoder->configuration().size()};
+    }
     void forget() override;
     void take(BufferIo& io, const LentBuffer& input) override;
     void drain() override { mEncoder->drain(); }
     std::optional<Block> next(BufferIo& io) override;
     void write(uint8_t* to) override;
-    void drop(bool lost) override;
+    void drop(bool /*lost*/) override { mUnit.reset(); }
 
     std::unique_ptr<AacEncoder> mEncoder;  // while executing
     std::optional<AudioBlock> mUnit;       // encoded, waits for an output buffer
-    OMX_TICKS mFirstTime = 0;              // of the first input
-    bool mConfigurationDue = false;        // set by the first input, until the configuration is put out
-    bool mBegun = false;                   // the first input has come
 };
 
 }  // namespace zem

@@ -1,8 +1,8 @@
 // The settings of an H.264 decoder component, as OpenMAX IL clients read and write them.
 #pragma once
 
+#include "platform/linux/codecs/avc_port_formats.h"
 #include "platform/linux/codecs/decoded_layout.h"
-#include "platform/linux/omx_host/component.h"
 
 namespace zem {
 
@@ -33,12 +33,8 @@ class AvcDecoderParameters {
         uint32_t height;
     };
 
-    OMX_COLOR_FORMATTYPE colorFormat() const;
-    android::status_t getPortFormat(void* params, size_t size) const;
-    android::status_t setPortFormatParameter(const void* params, size_t size);
-    android::status_t setVendorParameter(size_t size, size_t expected) const;
-
     const DecoderOutput mOutput;
+    const AvcPortFormats mFormats;
     const bool mVendorIndices;
     Size mInputSize;
     Size mOutputSize;

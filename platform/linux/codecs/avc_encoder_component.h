@@ -4,54 +4,38 @@
 #include <memory>
 
 #include "platform/linux/codecs/avc_encoder_parameters.h"
+#include "platform/linux/codecs/codec_component.h"
 #include "platform/linux/codecs/h264_encoder.h"
-#include "platform/linux/omx_host/component.h"
 
 namespace zem {
 
-/// The first output of each start is the configuration (SPS and PPS), put out with the first input; every
-/// later one is a whole access unit with the timestamp of its frame. A frame that is too short for the layout
-/// is dropped, and its buffer returned. An end-of-stream input gives an end-of-stream output.
-class AvcEncoderComponent final : public Component {
+/// The configuration is SPS and PPS, each later output a whole access unit with the timestamp of its frame. A
+/// frame that is too short for the layout is dropped, and its buffer returned.
+class AvcEncoderComponent final : public ConfiguredComponent<AvcEncoderParameters> {
   public:
-    AvcEncoderComponent(EncoderInput input, bool vendorIndices) : mParameters(input, vendorIndices) {}
+    AvcEncoderComponent(EncoderInput input, bool vendorIndices) : ConfiguredComponent(input, vendorIndices) {}
 
-    void describePort(OMX_U32 port, OMX_PARAM_PORTDEFINITIONTYPE* definition) const override {
-        mParameters.describePort(port, definition);
-    }
-    android::status_t setPortFormat(OMX_U32 port, const OMX_PARAM_PORTDEFINITIONTYPE& wanted) override {
-        return mParameters.setPortFormat(port, wanted);
-    }
-    android::status_t getParameter(OMX_INDEXTYPE index, void* params, size_t size) override {
-        return mParameters.getParameter(index, params, size);
-    }
-    android::status_t setParameter(OMX_INDEXTYPE index, const void* params, size_t size) override {
-        return mParameters.setParameter(index, params, size);
-    }
     android::status_t getConfig(OMX_INDEXTYPE index, void* params, size_t size) override {
         return mParameters.getConfig(index, params, size);
     }
     android::status_t setConfig(OMX_INDEXTYPE index, const void* params, size_t size) override;
 
-    android::status_t start() override;
-    void stop() override;
-    void flush(OMX_U32 port) override;
-    void process(BufferIo& io) override;
-
   private:
-    void putOutConfiguration(BufferIo& io);
-    void putOutInput(BufferIo& io);
-    size_t encode(const LentBuffer& input, OMX_U32* flags);
-    void returnOutput(BufferIo& io, size_t length, OMX_U32 flags, OMX_TICKS timestamp);
+    bool open() override;
+    void close() override;
+    void forget() override { drop(mPicture.has_value()); }
+    Bytes configuration() const override {
+        return {mEncoder->configuration().data(), mEncoder->configuration().size()};
+    }
+    void take(BufferIo& io, const LentBuffer& input) override;
+    std::optional<Block> next(BufferIo& io) override;
+    void write(uint8_t* to) override { mPicture->unit.copyTo(to); }
+    void drop(bool lost) override;
 
-    AvcEncoderParameters mParameters;
-    std::unique_ptr<H264Encoder> mEncoder;  // while executing
-    bool mConfigurationSent = false;
-    // Lent by the host and still in use; forgotten on its demand.
-    const LentBuffer* mInput = nullptr;
-    const LentBuffer* mOutput = nullptr;
-    // A unit was lost: the next one must not build on it.
-    bool mResynchronise = false;
+    std::unique_ptr<H264Encoder> mEncoder;   // while executing
+    std::optional<EncodedPicture> mPicture;  // waits for an output buffer
+    OMX_TICKS mTimestamp = 0;                // of mPicture
+    bool mResynchronise = false;             // a unit was lost: the next one must not build on it
 };
 
 }  // namespace zem

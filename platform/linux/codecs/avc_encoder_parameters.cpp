@@ -4,24 +4,16 @@
 #include <iterator>
 
 #include "base/log.h"
-#include "platform/linux/codecs/parameter_fields.h"
 
 namespace zem {
 namespace {
 
 using android::BAD_INDEX;
 using android::BAD_VALUE;
-using android::INVALID_OPERATION;
 using android::OK;
 using android::status_t;
 
-// Before a client says anything: the smallest common picture, a key frame a second.
-constexpr uint32_t kDefaultWidth = 176;
-constexpr uint32_t kDefaultHeight = 144;
-constexpr uint32_t kDefaultPFrames = 29;
-
-constexpr OMX_U32 kBufferCountMin = 2;
-constexpr OMX_U32 kBufferCount = 4;
+constexpr uint32_t kDefaultPFrames = 29;  // a key frame a second
 
 // Slices below this would be nothing but headers.
 constexpr OMX_U32 kMinNalSize = 256;
@@ -70,10 +62,14 @@ bool rateControlOf(OMX_U32 value, H264RateControl* control) {
     }
 }
 
+OMX_COLOR_FORMATTYPE colorFormatOf(EncoderInput input) {
+    return input == EncoderInput::I420 ? OMX_COLOR_FormatYUV420Planar : OMX_COLOR_FormatYUV420SemiPlanar;
+}
+
 }  // namespace
 
 AvcEncoderParameters::AvcEncoderParameters(EncoderInput input, bool vendorIndices)
-    : mVendorIndices(vendorIndices) {
+    : mFormats(kOutputPort, colorFormatOf(input)), mVendorIndices(vendorIndices) {
     mSettings.input = input;
     mSettings.width = kDefaultWidth;
     mSettings.height = kDefaultHeight;
@@ -90,16 +86,11 @@ AvcEncoderParameters::AvcEncoderParameters(EncoderInput input, bool vendorIndice
     mAvc.eLoopFilterMode = OMX_VIDEO_AVCLoopFilterEnable;
 }
 
-OMX_COLOR_FORMATTYPE AvcEncoderParameters::colorFormat() const {
-    return mSettings.input == EncoderInput::I420 ? OMX_COLOR_FormatYUV420Planar
-                                                 : OMX_COLOR_FormatYUV420SemiPlanar;
-}
-
 void AvcEncoderParameters::describePort(OMX_U32 port, OMX_PARAM_PORTDEFINITIONTYPE* definition) const {
     const bool input = port == kInputPort;
     definition->eDomain = OMX_PortDomainVideo;
-    definition->nBufferCountMin = kBufferCountMin;
-    definition->nBufferCountActual = kBufferCount;
+    definition->nBufferCountMin = kVideoBufferCountMin;
+    definition->nBufferCountActual = kVideoBufferCount;
     definition->nBufferSize =
         input ? frameLayoutOf(mSettings.input, mSettings.width, mSettings.height).frameSize
               : largestUnitSize(mSettings.width, mSettings.height);
@@ -110,12 +101,11 @@ void AvcEncoderParameters::describePort(OMX_U32 port, OMX_PARAM_PORTDEFINITIONTY
     video.nSliceHeight = input ? mSettings.height : 0;
     video.nBitrate = input ? 0 : mSettings.bitRate;
     video.xFramerate = mSettings.frameRateQ16;
-    video.eCompressionFormat = input ? OMX_VIDEO_CodingUnused : OMX_VIDEO_CodingAVC;
-    video.eColorFormat = input ? colorFormat() : OMX_COLOR_FormatUnused;
+    video.eCompressionFormat = mFormats.coding(port);
+    video.eColorFormat = mFormats.color(port);
 }
 
 // Size and frame rate are one for both ports: the encoder does not scale, and clients write them to both.
-// The output port's colour format is read-only: clients write the input's there too.
 status_t AvcEncoderParameters::setPortFormat(OMX_U32 port, const OMX_PARAM_PORTDEFINITIONTYPE& wanted) {
     const OMX_VIDEO_PORTDEFINITIONTYPE& video = wanted.format.video;
     if (!frameSizeIsUsable(video.nFrameWidth, video.nFrameHeight)) {
@@ -123,14 +113,9 @@ status_t AvcEncoderParameters::setPortFormat(OMX_U32 port, const OMX_PARAM_PORTD
              video.nFrameWidth, video.nFrameHeight, kMinFrameSide, kMaxFrameSide);
         return BAD_VALUE;
     }
-    if (port == kInputPort && wordOf(video.eColorFormat) != static_cast<OMX_U32>(colorFormat())) {
-        LOGE("AVC encoder: colour format %u is refused, this one takes %u", wordOf(video.eColorFormat),
-             static_cast<OMX_U32>(colorFormat()));
-        return INVALID_OPERATION;
-    }
-    if (port == kOutputPort && wordOf(video.eCompressionFormat) != OMX_VIDEO_CodingAVC) {
-        LOGE("AVC encoder: coding %u is refused, this one gives AVC", wordOf(video.eCompressionFormat));
-        return INVALID_OPERATION;
+    const status_t status = mFormats.check(port, video);
+    if (status != OK) {
+        return status;
     }
     mSettings.width = video.nFrameWidth;
     mSettings.height = video.nFrameHeight;
@@ -144,7 +129,7 @@ status_t AvcEncoderParameters::setPortFormat(OMX_U32 port, const OMX_PARAM_PORTD
 status_t AvcEncoderParameters::getParameter(OMX_INDEXTYPE index, void* params, size_t size) const {
     switch (wordOf(index)) {
         case OMX_IndexParamVideoPortFormat:
-            return getPortFormat(params, size);
+            return mFormats.get(params, size, mSettings.frameRateQ16);
         case OMX_IndexParamVideoBitrate:
             return getBitRate(params, size);
         case OMX_IndexParamVideoAvc:
@@ -171,12 +156,8 @@ status_t AvcEncoderParameters::setParameter(OMX_INDEXTYPE index, const void* par
             return setProfileLevel(params, size);
         case OMX_IndexConfigVideoNalSize:
             return setNalSize(params, size);
-        case kQcomPictureOrder:
-            return setVendorParameter(size, kQcomPictureOrderSize);
-        case kQcomFramePacking:
-            return setVendorParameter(size, kQcomFramePackingSize);
         default:
-            return BAD_VALUE;
+            return mVendorIndices ? setQcomParameter(index, size) : BAD_VALUE;
     }
 }
 
@@ -215,38 +196,13 @@ bool AvcEncoderParameters::takeKeyFrameRequest() {
     return wanted;
 }
 
-// Each port has one format: index 0 of its list.
-status_t AvcEncoderParameters::getPortFormat(void* params, size_t size) const {
-    auto* fields = structOf<OMX_VIDEO_PARAM_PORTFORMATTYPE>(params, size);
-    if (fields == nullptr || fields->nPortIndex >= kPortCount) {
-        return BAD_VALUE;
-    }
-    if (fields->nIndex > 0) {
-        return BAD_INDEX;
-    }
-    const bool input = fields->nPortIndex == kInputPort;
-    fillHeader(fields, fields->nPortIndex);
-    fields->eCompressionFormat = input ? OMX_VIDEO_CodingUnused : OMX_VIDEO_CodingAVC;
-    fields->eColorFormat = input ? colorFormat() : OMX_COLOR_FormatUnused;
-    fields->xFramerate = mSettings.frameRateQ16;
-    return OK;
-}
-
 status_t AvcEncoderParameters::setPortFormatParameter(const void* params, size_t size) {
-    const auto* fields = structOf<OMX_VIDEO_PARAM_PORTFORMATTYPE>(params, size);
-    if (fields == nullptr || fields->nPortIndex >= kPortCount) {
-        return BAD_VALUE;
-    }
-    const bool known = fields->nPortIndex == kInputPort
-                           ? wordOf(fields->eColorFormat) == static_cast<OMX_U32>(colorFormat())
-                           : wordOf(fields->eCompressionFormat) == OMX_VIDEO_CodingAVC;
-    if (!known) {
-        return INVALID_OPERATION;
-    }
-    if (fields->xFramerate != 0) {
+    const auto* fields = ofAnyPort<OMX_VIDEO_PARAM_PORTFORMATTYPE>(params, size);
+    const status_t status = fields != nullptr ? mFormats.check(fields->nPortIndex, *fields) : BAD_VALUE;
+    if (status == OK && fields->xFramerate != 0) {
         mSettings.frameRateQ16 = usableFrameRate(fields->xFramerate);
     }
-    return OK;
+    return status;
 }
 
 status_t AvcEncoderParameters::getBitRate(void* params, size_t size) const {
@@ -346,11 +302,6 @@ status_t AvcEncoderParameters::setNalSize(const void* params, size_t size) {
     }
     mSettings.maxNalSize = fields->nNaluBytes;
     return OK;
-}
-
-// Both are decoder settings that the Qualcomm encoders accept, too, and have no use for.
-status_t AvcEncoderParameters::setVendorParameter(size_t size, size_t expected) const {
-    return mVendorIndices && size == expected ? OK : BAD_VALUE;
 }
 
 status_t AvcEncoderParameters::setConfigBitRate(const void* params, size_t size) {

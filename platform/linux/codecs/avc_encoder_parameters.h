@@ -1,8 +1,8 @@
 // The settings of an H.264 encoder component, as OpenMAX IL clients read and write them.
 #pragma once
 
+#include "platform/linux/codecs/avc_port_formats.h"
 #include "platform/linux/codecs/h264_encoder.h"
-#include "platform/linux/omx_host/component.h"
 
 namespace zem {
 
@@ -26,8 +26,6 @@ class AvcEncoderParameters {
     bool takeKeyFrameRequest();
 
   private:
-    OMX_COLOR_FORMATTYPE colorFormat() const;
-    android::status_t getPortFormat(void* params, size_t size) const;
     android::status_t setPortFormatParameter(const void* params, size_t size);
     android::status_t getBitRate(void* params, size_t size) const;
     android::status_t setBitRate(const void* params, size_t size);
@@ -37,9 +35,9 @@ class AvcEncoderParameters {
     android::status_t setProfileLevel(const void* params, size_t size);
     android::status_t getNalSize(void* params, size_t size) const;
     android::status_t setNalSize(const void* params, size_t size);
-    android::status_t setVendorParameter(size_t size, size_t expected) const;
     android::status_t setConfigBitRate(const void* params, size_t size);
 
+    const AvcPortFormats mFormats;
     const bool mVendorIndices;
     H264Settings mSettings;
     OMX_VIDEO_CONTROLRATETYPE mControlRate = OMX_Video_ControlRateConstant;

@@ -1,5 +1,7 @@
 #include "platform/linux/codecs/codec_component.h"
 
+#include <cstring>
+
 #include "base/log.h"
 
 namespace zem {
@@ -13,6 +15,8 @@ void CodecComponent::stop() {
     close();
     mOpen = false;
     mOutput = nullptr;
+    mBegun.reset();
+    mConfigured = false;
     mEnd.reset();
     mAwaitsBuffers = false;
 }
@@ -34,7 +38,9 @@ void CodecComponent::process(BufferIo& io) {
             return;
         }
         mAwaitsBuffers = false;
-        if (const std::optional<Block> block = next(io)) {
+        if (mBegun.has_value() && !mConfigured) {
+            more = putOutConfiguration(io);
+        } else if (const std::optional<Block> block = next(io)) {
             more = putOut(io, *block);
         } else {
             more = mEnd.has_value() ? putOutEnd(io) : takeInput(io);
@@ -47,6 +53,9 @@ bool CodecComponent::takeInput(BufferIo& io) {
     if (input == nullptr) {
         return false;
     }
+    if (!mBegun.has_value()) {
+        mBegun = input->timestamp;
+    }
     const bool ends = (input->flags & OMX_BUFFERFLAG_EOS) != 0;
     if (ends) {
         mEnd = input->timestamp;
@@ -58,19 +67,38 @@ bool CodecComponent::takeInput(BufferIo& io) {
     return true;
 }
 
+bool CodecComponent::putOutConfiguration(BufferIo& io) {
+    const Bytes bytes = configuration();
+    if (bytes.size > 0 && !haveOutput(io)) {
+        return false;
+    }
+    mConfigured = true;
+    if (bytes.size > 0 && fits(bytes.size)) {
+        memcpy(mOutput->data, bytes.data, bytes.size);
+        returnOutput(io, bytes.size, OMX_BUFFERFLAG_CODECCONFIG, *mBegun);
+    }
+    return true;
+}
+
+bool CodecComponent::fits(size_t size) const {
+    if (size <= mOutput->size) {
+        return true;
+    }
+    LOGE("codec component: a block of %zu bytes is dropped, the output buffer holds %zu", size,
+         mOutput->size);
+    return false;
+}
+
 bool CodecComponent::putOut(BufferIo& io, const Block& block) {
     if (!haveOutput(io)) {
         return false;
     }
-    const bool fits = block.size <= mOutput->size;
-    if (fits) {
+    const bool kept = fits(block.size);
+    if (kept) {
         write(mOutput->data);
         returnOutput(io, block.size, block.flags, block.timestamp);
-    } else {
-        LOGE("codec component: a block of %zu bytes is dropped, the output buffer holds %zu", block.size,
-             mOutput->size);
     }
-    drop(!fits);
+    drop(!kept);
     return true;
 }
 

@@ -27,9 +27,16 @@ class CodecComponent : public Component {
         OMX_TICKS timestamp;
     };
 
+    struct Bytes {
+        const uint8_t* data;
+        size_t size;
+    };
+
     // The codec. All but the first two are called while it is open, on the worker thread.
     virtual bool open() = 0;
     virtual void close() = 0;
+    /// What a stream begins with; constant while the codec is open.
+    virtual Bytes configuration() const { return {nullptr, 0}; }
     /// Forgets what was taken and what waits.
     virtual void forget() = 0;
     /// Codes or copies all of `input`, which goes back to the client then.
@@ -49,12 +56,16 @@ class CodecComponent : public Component {
   private:
     bool takeInput(BufferIo& io);
     bool putOut(BufferIo& io, const Block& block);
+    bool putOutConfiguration(BufferIo& io);
     bool putOutEnd(BufferIo& io);
     bool haveOutput(BufferIo& io);
+    bool fits(size_t size) const;
     void returnOutput(BufferIo& io, size_t length, OMX_U32 flags, OMX_TICKS timestamp);
 
     bool mOpen = false;
     const LentBuffer* mOutput = nullptr;  // lent by the host for the next block; forgotten on its demand
+    std::optional<OMX_TICKS> mBegun;      // the first input has come, of this timestamp
+    bool mConfigured = false;             // the configuration is put out
     std::optional<OMX_TICKS> mEnd;        // an end of stream has come, of this timestamp
     bool mAwaitsBuffers = false;          // a change is announced, no buffer has come since
 };

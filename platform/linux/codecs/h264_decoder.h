@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/linux/codecs/av_handles.h"
+#include "platform/linux/codecs/av_decoder.h"
 #include "platform/linux/codecs/decoded_layout.h"
 #include "platform/linux/codecs/sequence_size.h"
 
@@ -30,23 +30,16 @@ class H264Decoder {
     /// the layouts have no room for (another chroma format, odd sizes, beyond kMaxDecodedSide) are dropped.
     std::optional<DecodedPicture> receive();
     /// The stream ends here: receive() gives what is left, then nothing. send() begins another.
-    void drain();
+    void drain() { mDecoder.drain(); }
     /// Forgets what was sent; the next picture is a key picture.
-    void flush();
+    void flush() { mDecoder.flush(); }
 
   private:
     H264Decoder() = default;
-    bool start();
-    int decode(const uint8_t* unit, size_t size, int64_t timestamp);
-    void note(int result, size_t size);
 
-    AvContext mContext;
+    AvDecoder mDecoder{"h264"};
     SequenceSize mSequenceSize;
-    AvFrame mFrame;    // the last picture
-    AvPacket mPacket;  // empty between calls
-    bool mDraining = false;
-    bool mDamaged = false;  // the last unit was: only the first of a row of them is logged
-    bool mRefused = false;  // the same for pictures that have no layout
+    bool mRefused = false;  // the last picture had no layout: only the first of a row of them is logged
 };
 
 }  // namespace zem

@@ -7,13 +7,6 @@
 
 namespace zem {
 
-// Extension indices of the Qualcomm components: picture order and input frame packing, and the sizes of their
-// structures.
-constexpr OMX_U32 kQcomPictureOrder = 0x7F000010;
-constexpr size_t kQcomPictureOrderSize = 16;
-constexpr OMX_U32 kQcomFramePacking = 0x7F000002;
-constexpr size_t kQcomFramePackingSize = 24;
-
 /// An enumeration field as the word that the client wrote, which need not be a value of the enumeration.
 template <typename E>
 OMX_U32 wordOf(const E& field) {
