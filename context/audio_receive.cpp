@@ -3,7 +3,6 @@
 #include "base/log.h"
 #include "codec/omx_aac_decoder.h"
 #include "context/codec_ids.h"
-#include "context/gathered_audio.h"
 #include "context/kiv_context.h"
 
 namespace {
@@ -54,9 +53,9 @@ int KivContext::decodeAudio(uint8_t* data, int size, int deliver) {
         return -1;
     }
     const int id = mAudioCodecId;
-    std::shared_ptr<const zem::ByteBlock> gathered;
+    GatheredOutput gathered;
     if (deliver != 0 && id == zem::kCodecAac && result != 0 && decoder.common != nullptr) {
-        gathered = zem::takeGathered(*decoder.common);
+        gathered = decoder.common->takeGathered();
     }
     lock.unlock();
     decoder = {};  // before Java is called: there somebody may close
@@ -68,8 +67,8 @@ int KivContext::decodeAudio(uint8_t* data, int size, int deliver) {
     }
     if (id != zem::kCodecAac) {
         LOGE("%s not implemented, mAudioCodecId=%d", kDecodeAudio, id);
-    } else if (gathered != nullptr) {
-        onNewAudioDecoderData(gathered->data.get(), gathered->size);
+    } else if (gathered.size > 0) {
+        onNewAudioDecoderData(gathered.bytes.get(), gathered.size);
     }
     return result;
 }

@@ -1,11 +1,11 @@
 // Sending audio: the encoder, the sound it is fed, the way of its output to Java.
 #include <cstring>
+#include <new>
 
 #include "audio/vorbis_encoder.h"
 #include "base/log.h"
 #include "codec/omx_aac_encoder.h"
 #include "context/codec_ids.h"
-#include "context/gathered_audio.h"
 #include "context/kiv_context.h"
 
 namespace {
@@ -79,46 +79,52 @@ int KivContext::encodeAudio(uint8_t* pcm, int size, int deliver) {
         LOGE("%s : mAudioEncoderCallback=null", kEncodeAudio);
         return -1;
     }
-    const auto output = takeEncoded(encoder, id);
+    const GatheredOutput output = takeEncoded(encoder, id);
     lock.unlock();
     encoder = {};  // before Java is called: there somebody may close
-    if (output != nullptr && id == zem::kCodecVorbis) {
-        lendToJava(*sink, *output);
-    } else if (output != nullptr) {
-        onNewAudioEncoderData(output->data.get(), output->size);
+    if (output.size > 0 && id == zem::kCodecVorbis) {
+        lendToJava(*sink, output);
+    } else if (output.size > 0) {
+        onNewAudioEncoderData(output.bytes.get(), output.size);
     }
     return result;
 }
 
-/// A copy of what is ready, null when that is nothing. The caller holds mAudioEncodeMutex.
-std::shared_ptr<const zem::ByteBlock> KivContext::takeEncoded(
-    const zem::CodecSlot<AudioEncoder>::Use& encoder, int id) {
+/// What is ready, to be delivered without a lock. The caller holds mAudioEncodeMutex.
+GatheredOutput KivContext::takeEncoded(const zem::CodecSlot<AudioEncoder>::Use& encoder, int id) {
+    GatheredOutput output;
     if (id == zem::kCodecVorbis) {
         const int count = encoder.codec->getData(mAudioEncodeBuffer.get(), zem::kAudioBufferSize);
-        return count > 0 ? zem::ByteBlock::copyOf(mAudioEncodeBuffer.get(), count) : nullptr;
-    }
-    if (id != zem::kCodecAac) {
+        if (count > 0) {
+            output.bytes.reset(new (std::nothrow) unsigned char[static_cast<size_t>(count)]);
+        }
+        if (output.bytes != nullptr) {
+            memcpy(output.bytes.get(), mAudioEncodeBuffer.get(), static_cast<size_t>(count));
+            output.size = count;
+        }
+    } else if (id != zem::kCodecAac) {
         LOGE("%s not implemented, mAudioCodecId=%d", kEncodeAudio, id);
-        return nullptr;
+    } else if (encoder.common != nullptr) {
+        output = encoder.common->takeGathered();
     }
-    return encoder.common != nullptr ? zem::takeGathered(*encoder.common) : nullptr;
+    return output;
 }
 
 /// Of what a software encoder made. Too much for the buffer is dropped without a line, and the buffer does
 /// not go back.
-void KivContext::lendToJava(DataCallback& sink, const zem::ByteBlock& data) {
+void KivContext::lendToJava(DataCallback& sink, const GatheredOutput& output) {
     int capacity = 0;
     jobject borrowed = nullptr;
     uint8_t* const dst = sink.getFreeBuffer(&capacity, &borrowed);
     if (dst == nullptr) {
         return;
     }
-    if (data.size > capacity) {
+    if (output.size > capacity) {
         DataCallback::currentEnv()->DeleteLocalRef(borrowed);
         return;
     }
-    memcpy(dst, data.data.get(), static_cast<size_t>(data.size));
-    sink.addUsedBuffer(borrowed, data.size);
+    memcpy(dst, output.bytes.get(), static_cast<size_t>(output.size));
+    sink.addUsedBuffer(borrowed, output.size);
 }
 
 int KivContext::getAudioEncoderData(uint8_t* dst, int size) {

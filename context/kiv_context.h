@@ -194,9 +194,8 @@ class KivContext {
     void prime(omxMpegVideoEncoder& encoder, zem::VideoSource& source);
     int encodeScreen(omxMpegVideoEncoder& encoder, const zem::Picture& picture);
     int encodeCamera(omxMpegVideoEncoder& encoder, const zem::ByteBlock& frame, int stride);
-    std::shared_ptr<const zem::ByteBlock> takeEncoded(const zem::CodecSlot<AudioEncoder>::Use& encoder,
-                                                      int id);
-    static void lendToJava(DataCallback& sink, const zem::ByteBlock& data);
+    GatheredOutput takeEncoded(const zem::CodecSlot<AudioEncoder>::Use& encoder, int id);
+    static void lendToJava(DataCallback& sink, const GatheredOutput& output);
     bool decodeToJava();
     void onHookEvent(int event, void* user, void* info);
     void encodeHooked(uint8_t* pcm, int size);

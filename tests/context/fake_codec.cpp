@@ -124,10 +124,10 @@ void end(const omxCodecCommon* codec) {
 int feedAac(const omxCodecCommon* codec, codecUserData& record, const uint8_t* data, int size) {
     const auto note = [=] { fakeAac().blocks.emplace_back(data, data + size); };
     const int result = lifeOf(codec).call(record.closeRequested, note);
-    omxLock(&record.mutex);
+    pthread_mutex_lock(&record.mutex);
     record.outputBuffer = fakeAac().gathers.data();
     record.outputUsed = static_cast<int>(fakeAac().gathers.size());
-    omxUnlock(&record.mutex);
+    pthread_mutex_unlock(&record.mutex);
     return result;
 }
 
@@ -174,17 +174,14 @@ int omxCodecCommon::IsOpen() const {
 void omxCodecCommon::requestClose() {
     mUserData->closeRequested = true;
 }
-void omxCodecCommon::omxCodecLock() {
-    omxLock(&mUserData->mutex);
-}
-void omxCodecCommon::omxCodecUnlock() {
-    omxUnlock(&mUserData->mutex);
-}
-void omxLock(pthread_mutex_t* mutex) {
-    pthread_mutex_lock(mutex);
-}
-void omxUnlock(pthread_mutex_t* mutex) {
-    pthread_mutex_unlock(mutex);
+GatheredOutput omxCodecCommon::takeGathered() {
+    GatheredOutput output;
+    pthread_mutex_lock(&mUserData->mutex);
+    output.size = mUserData->outputUsed.exchange(0);
+    output.bytes.reset(new unsigned char[static_cast<size_t>(output.size)]);
+    std::copy_n(mUserData->outputBuffer, output.size, output.bytes.get());
+    pthread_mutex_unlock(&mUserData->mutex);
+    return output;
 }
 
 omxMpegVideoEncoder::omxMpegVideoEncoder(const char* name) : omxCodecCommon(name) {
