@@ -108,29 +108,19 @@ TEST_F(DecodeDriver, EndOfStreamGivesUp) {
 
 using Bytes = std::vector<unsigned char>;
 
-TEST(H264Stream, UnitsEndAtStartCodesWhereverTheyAre) {
-    for (size_t offset = 1; offset < 40; offset++) {
-        Bytes stream(offset, 0x7F);
+TEST(H264Stream, UnitsEndAtStartCodesAndAtTheEndOfTheBuffer) {
+    for (int length = 1; length < 40; length++) {
+        Bytes stream(static_cast<size_t>(length), 0x7F);
         stream.insert(stream.end(), {0, 0, 0, 1, 9});
-        GuardedBuffer out(stream.size());
-        int pos = 0, found = 100, timestamp = INT_MAX;
-        const int length = static_cast<int>(offset);
-        EXPECT_EQ(readBufferFromH264InputFile3(stream.data(), length + 5, &pos, &found, out.data(),
-                                               length + 5, &timestamp),
-                  length);
-        EXPECT_EQ(pos, length);
-        EXPECT_EQ(readBufferFromH264InputFile3(stream.data(), length + 5, &pos, &found, out.data(), 100,
-                                               &timestamp),
-                  0)
-            << "the start code that a unit begins with does not end it";
-        EXPECT_EQ(pos, length + 5);
-        for (int outSize = -1; outSize < length; outSize++) {
-            GuardedBuffer less(static_cast<size_t>(std::max(outSize, 0)));
-            pos = 0;
-            EXPECT_LE(readBufferFromH264InputFile3(stream.data(), length + 5, &pos, &found, less.data(),
+        for (int outSize = -1; outSize <= length + 5; outSize++) {
+            GuardedBuffer out(static_cast<size_t>(std::max(outSize, 0)));
+            int pos = 0, found = 100, timestamp = INT_MAX;
+            const int expected = outSize > length + 4 ? length : std::max(outSize - 1, 0);
+            EXPECT_EQ(readBufferFromH264InputFile3(stream.data(), length + 5, &pos, &found, out.data(),
                                                    outSize, &timestamp),
-                      std::max(outSize, 0));
-            EXPECT_TRUE(less.untouchedBefore());
+                      expected);
+            EXPECT_EQ(pos, expected);
+            EXPECT_TRUE(out.untouchedBefore());
         }
     }
 }

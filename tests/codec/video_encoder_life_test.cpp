@@ -117,20 +117,24 @@ TEST_F(VideoEncoderLife, ComponentThatStoppedClosesTheEncoder) {
     mEncoder.reset();  // the clock must outlive its threads
 }
 
-TEST_F(VideoEncoderLife, ReturnedBufferEndsTheWait) {
-    ASSERT_EQ(open(), 1);
-    mOmx->setEmptyAnswer(Answer::kNever);
-    ASSERT_EQ(encode(), 0);
-    ASSERT_EQ(encode(), 0);
-    OneLongWait limits;
-    auto blocked = std::async(std::launch::async, [this] { return encode(); });
-    while (!limits.mWaiting) {
-        usleep(100);
+TEST_F(VideoEncoderLife, ReturnedBufferOrCloseRequestEndsTheWait) {
+    for (const bool returned : {true, false}) {
+        useChip("8960", nullptr, {"OMX.qcom.video.encoder.avc"});
+        ASSERT_EQ(open(), 1);
+        mOmx->setEmptyAnswer(Answer::kNever);
+        ASSERT_EQ(encode(), 0);
+        ASSERT_EQ(encode(), 0);
+        OneLongWait limits;
+        auto blocked = std::async(std::launch::async, [this] { return encode(); });
+        while (!limits.mWaiting) {
+            usleep(100);
+        }
+        returned ? mOmx->sendEmptied(mOmx->buffers(0)[1]) : mEncoder->requestClose();
+        ASSERT_EQ(blocked.wait_for(std::chrono::milliseconds(1500)), std::future_status::ready);
+        EXPECT_EQ(blocked.get(), returned ? 0 : -1);
+        EXPECT_EQ(mEncoder->IsOpen(), 1) << "closing is the requester's";
+        mEncoder.reset();
     }
-    mOmx->sendEmptied(mOmx->buffers(0)[1]);
-    ASSERT_EQ(blocked.wait_for(std::chrono::milliseconds(1500)), std::future_status::ready);
-    EXPECT_EQ(blocked.get(), 0);
-    mEncoder.reset();
 }
 
 TEST_F(VideoEncoderLife, RefusedFramesCostNoBuffer) {
@@ -148,23 +152,6 @@ TEST_F(VideoEncoderLife, RefusedFramesCostNoBuffer) {
     ASSERT_EQ(open(), 1);
     EXPECT_EQ(encode(), -1);
     EXPECT_EQ(loggedCount("component's buffer has 1000"), 1);
-}
-
-TEST_F(VideoEncoderLife, CloseRequestFreesABlockedEncode) {
-    ASSERT_EQ(open(), 1);
-    mOmx->setEmptyAnswer(Answer::kNever);
-    ASSERT_EQ(encode(), 0);
-    ASSERT_EQ(encode(), 0);
-    OneLongWait limits;
-    auto blocked = std::async(std::launch::async, [this] { return encode(); });
-    while (!limits.mWaiting) {
-        usleep(100);
-    }
-    mEncoder->requestClose();
-    ASSERT_EQ(blocked.wait_for(std::chrono::milliseconds(1500)), std::future_status::ready);
-    EXPECT_EQ(blocked.get(), -1);
-    EXPECT_EQ(mEncoder->IsOpen(), 1) << "closing is the requester's";
-    mEncoder.reset();
 }
 
 TEST_F(VideoEncoderLife, EveryCallRefusedOnce) {
