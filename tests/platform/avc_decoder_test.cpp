@@ -1,19 +1,52 @@
 // Proves that the H.264 decoder component of every chip puts each sample of a picture where that chip puts
-// it, with the unit's timestamp, that it announces a new size once and waits for the new buffers, and that a
-// client may leave at any step of that. Would catch rows padded to the next multiple, tiles or chroma bytes
-// exchanged, a picture that is lost, late or written to buffers of the old size, an end of stream that
-// overtakes the last picture, a node that cannot be freed while it waits.
+// it, with the unit's timestamp, that it announces a new size once and waits for the new buffers, that a
+// client may leave at any step of that, and that nothing a stream holds stops it. Would catch rows padded to
+// the next multiple, tiles or chroma bytes exchanged, a picture that is lost, late or written to buffers of
+// the old size, an end of stream that overtakes the last picture, a node that cannot be freed while it waits,
+// an empty buffer taken for the end, a picture lost for good after a damaged configuration.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <random>
 #include <string>
 
-#include "tests/platform/decoder_client.h"
+#include "tests/platform/codec_client.h"
+#include "tests/platform/decoded_addressing.h"
+#include "tests/platform/h264_stream.h"
 
 namespace zem::test {
 namespace {
 
 using android::BAD_VALUE;
 using android::INVALID_OPERATION;
+
+// A decoder of a chip, and what is asked of it.
+struct DecoderChip {
+    const char* profile;
+    const char* decoder;
+    Layout layout;
+    bool announcesFirst;  // the first picture's size, whatever it is
+};
+
+constexpr DecoderChip kDecoderChips[] = {
+    {"qcom", "OMX.qcom.video.decoder.avc", Layout::PaddedRows, false},
+    {"qcom-tiled", "OMX.qcom.video.decoder.avc", Layout::Tiles, true},
+    {"sec", "OMX.SEC.avc.dec", Layout::Planes, true},
+    {"exynos", "OMX.Exynos.avc.dec", Layout::Planes, true},
+    {"tarn", "OMX.tarn.video.decoder.avc", Layout::Planes, true},
+    {"qcom", "OMX.google.avc.decoder", Layout::Planes, true},
+};
+
+// Expects pictures of this size.
+struct DecoderClient : CodecClient {
+    DecoderClient(const DecoderChip& chip, OMX_U32 width, OMX_U32 height)
+        : CodecClient(chip.profile, chip.decoder) {
+        OMX_PARAM_PORTDEFINITIONTYPE wanted = port(kInputPort);
+        wanted.format.video.nFrameWidth = width;
+        wanted.format.video.nFrameHeight = height;
+        EXPECT_EQ(setPort(wanted), OK);
+    }
+};
 
 TEST(AvcDecoder, EveryChipPutsEverySampleInItsPlaceAtEverySize) {
     // A tile less one row, more pictures than there are buffers, an unpaired last row of tiles, more than a
@@ -121,6 +154,90 @@ TEST(AvcDecoder, RefusesWhatItHasNoMeansFor) {
         wanted.format.video.eColorFormat = static_cast<OMX_COLOR_FORMATTYPE>(c.colour);
         EXPECT_EQ(client.setPort(wanted), c.result) << c.port << " " << c.width << "x" << c.height;
         EXPECT_EQ(client.port(kInputPort).format.video.nFrameWidth, c.result == OK ? c.width : 320);
+    }
+}
+
+using Packets = std::vector<Unit>;
+
+constexpr int kWidth = 176;
+constexpr int kHeight = 100;
+
+struct Damage {
+    const char* name;
+    std::function<void(Packets&, std::minstd_rand&)> apply;
+};
+
+// A packet other than the configuration.
+Unit& anyUnit(Packets& packets, std::minstd_rand& random) {
+    return packets[1 + random() % (packets.size() - 1)];
+}
+
+Unit noise(size_t size, std::minstd_rand& random) {
+    Unit unit(size);
+    for (uint8_t& byte : unit) {
+        byte = static_cast<uint8_t>(random() >> 8);
+    }
+    return unit;
+}
+
+void flipBits(Unit& unit, std::minstd_rand& random) {
+    for (int i = 0; i < 5; i++) {
+        unit[4 + random() % (unit.size() - 4)] ^= static_cast<uint8_t>(1u << random() % 8);
+    }
+}
+
+const Damage kDamages[] = {
+    {"cut",
+     [](Packets& p, std::minstd_rand& r) {
+         auto& u = anyUnit(p, r);
+         u.resize(r() % u.size());
+     }},
+    {"flipped bits", [](Packets& p, std::minstd_rand& r) { flipBits(anyUnit(p, r), r); }},
+    {"flipped configuration", [](Packets& p, std::minstd_rand& r) { flipBits(p[0], r); }},
+    {"lost unit", [](Packets& p, std::minstd_rand& r) { p.erase(p.begin() + 2 + r() % (p.size() - 2)); }},
+    {"lost key picture", [](Packets& p, std::minstd_rand&) { p.erase(p.begin() + 1); }},
+    {"noise", [](Packets& p, std::minstd_rand& r) { anyUnit(p, r) = noise(1 + r() % 3000, r); }},
+    {"noise in a slice",
+     [](Packets& p, std::minstd_rand& r) {
+         const Unit bytes = noise(500, r);
+         Unit& unit = anyUnit(p, r);
+         unit.resize(10);
+         unit.insert(unit.end(), bytes.begin(), bytes.end());
+     }},
+    {"0 bytes", [](Packets& p, std::minstd_rand& r) { anyUnit(p, r).clear(); }},
+    {"0 bytes first", [](Packets& p, std::minstd_rand&) { p.insert(p.begin(), Unit()); }},
+    {"1 byte", [](Packets& p, std::minstd_rand& r) { anyUnit(p, r).resize(1); }},
+};
+
+TEST(AvcDecoderDamage, TheNextKeyPictureIsWhole) {
+    const CodedStream stream = codedStream(kWidth, kHeight, 6);
+    const auto shown = picturesOf(stream.packets());
+    for (const DecoderChip& chip : kDecoderChips) {
+        std::minstd_rand random(1);
+        DecoderClient client(chip, kWidth, kHeight);
+        client.start();
+        for (const Damage& damage : kDamages) {
+            SCOPED_TRACE(std::string(chip.profile) + " " + damage.name);
+            for (int round = 0; round < 4; round++) {
+                Packets packets = stream.packets();
+                damage.apply(packets, random);
+                for (const Unit& packet : packets) {
+                    client.send(packet, 1);
+                }
+            }
+            for (const Unit& packet : stream.packets()) {
+                client.send(packet, 2);
+            }
+            const auto decoded = client.finish(3);
+            ASSERT_GT(decoded.size(), shown.size());
+            const size_t first = decoded.size() - 1 - shown.size();
+            const DecodedAddressing place(chip.layout, kWidth, kHeight);
+            for (size_t i = 0; i < shown.size(); i++) {
+                EXPECT_EQ(decoded[first + i].timestamp, 2);
+                EXPECT_EQ(place.fault(decoded[first + i].bytes, shown[i]), "") << i;
+            }
+            EXPECT_TRUE(first == 0 || decoded[first - 1].timestamp == 1) << "more pictures than units";
+        }
     }
 }
 

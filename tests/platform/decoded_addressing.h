@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/test_picture.h"
+#include "tests/platform/h264_stream.h"
 #include "tests/support/tiled_plane.h"
 
 namespace zem::test {

@@ -1,11 +1,11 @@
-#include "tests/platform/coded_stream.h"
+#include "tests/platform/h264_stream.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
+#include "platform/linux/codecs/av_decoder.h"
 #include "platform/linux/codecs/h264_encoder.h"
-#include "tests/platform/h264_reader.h"
 
 namespace zem::test {
 namespace {
@@ -19,6 +19,15 @@ std::vector<uint8_t> noiseFrame(size_t size, size_t shift) {
     }
     frame.erase(frame.begin(), frame.begin() + static_cast<ptrdiff_t>(shift));
     return frame;
+}
+
+std::vector<uint8_t> packed(const AVFrame& frame, int plane, int width, int height) {
+    std::vector<uint8_t> bytes;
+    for (int row = 0; row < height; row++) {
+        const uint8_t* start = frame.data[plane] + static_cast<ptrdiff_t>(row) * frame.linesize[plane];
+        bytes.insert(bytes.end(), start, start + width);
+    }
+    return bytes;
 }
 
 }  // namespace
@@ -54,12 +63,20 @@ CodedStream codedStream(uint32_t width, uint32_t height, int count) {
 }
 
 std::vector<Picture> picturesOf(const std::vector<Unit>& packets) {
-    H264Reader reader;
+    AvDecoder reader("h264");
+    EXPECT_TRUE(reader.open([](AVCodecContext* context) {
+        context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        context->err_recognition = AV_EF_EXPLODE;
+    }));
     std::vector<Picture> pictures;
-    Picture picture;
     for (const Unit& packet : packets) {
-        if (reader.read(packet, &picture)) {
-            pictures.push_back(picture);
+        reader.send(packet.data(), packet.size(), 0);
+        if (const AVFrame* frame = reader.receive()) {
+            const int width = frame->width;
+            const int height = frame->height;
+            pictures.push_back({width, height, packed(*frame, 0, width, height),
+                                packed(*frame, 1, width / 2, height / 2),
+                                packed(*frame, 2, width / 2, height / 2)});
         }
     }
     return pictures;
