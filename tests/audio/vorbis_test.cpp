@@ -145,8 +145,9 @@ TEST(Vorbis, PagesAreTheLibrarysByteForByte) {
         }
         EXPECT_EQ(0, encoder.encode(pcm.data(), 3));
         EXPECT_EQ(0, encoder.encode(pcm.data(), 40000));
+        EXPECT_EQ(0, encoder.encode(pcm.data(), 0));
         const Bytes end = fetched(encoder);
-        EXPECT_EQ(library.encode(pcm, 0, 0), end);
+        ASSERT_EQ(library.encode(pcm, 0, 0), end);
         EXPECT_EQ(4, pagesOf(end).back()[5]);  // end of stream
     }
 }
@@ -207,11 +208,15 @@ TEST(Vorbis, SmallBuffers) {
     EXPECT_TRUE(zem::test::logged(6, "VorbisEncoder vorbis encoder buffer is too small.."));
     EXPECT_EQ(1, fetched(encoder)[18]);  // the number of the first page that came through
     Bytes got;
-    for (const Bytes& page : pagesOf(stream())) {
-        EXPECT_EQ(0U, fetched(decoder, 3).size());
-        got += decoded(decoder, page);
+    std::vector<Bytes> pages = pagesOf(stream());
+    for (Bytes& page : pages) {
+        decoder.decode(page.data(), static_cast<int>(page.size()));
+        // What a short call leaves of a page comes with the next one.
+        EXPECT_EQ(0U, &page != &pages.back() ? fetched(decoder, 3).size() : 0);
+        got += fetched(decoder);
     }
     EXPECT_EQ(decoded(whole, stream()), got);
+    EXPECT_GT(loggedCount("bufer is running short...return now...written = 0, current sample size = "), 0);
 }
 
 // Refused set-ups leave objects that do nothing and can be set up again; refused input takes nothing.
@@ -276,10 +281,11 @@ TEST(Vorbis, DamageIsSkipped) {
         zem::test::forgetLog();
         std::vector<Bytes> pages = pagesOf(stream());
         damage(pages);
-        Bytes pcm;
+        Bytes bytes;
         for (const Bytes& page : pages) {
-            pcm += decoded(decoder, page);
+            bytes += page;
         }
+        const Bytes pcm = decoded(decoder, bytes);
         EXPECT_TRUE(endEqual(whole, pcm) && pcm.size() <= whole.size() && loggedCount(log) > 0) << log;
     }
     std::mt19937 random(1);
