@@ -28,6 +28,10 @@ class ClosingRace : public Bridge {
     void openAndClose() {
         setSink(KivContext::Sink::Encoder);
         setSink(KivContext::Sink::Decoder);
+        while (fakeScreen().living !=
+               0) {  // there is one at a time: a call may still read the last one's pixels
+            std::this_thread::yield();
+        }
         mContext->openVideoInput(1, 64, 48);
         mContext->openVideoEncoder(2, 1, 2, 3, false);
         mContext->openVideoDecoder(2, 64, 48);
