@@ -43,8 +43,8 @@ Screenshot::Screenshot(int wantedWidth, int wantedHeight)
 }
 
 Screenshot::~Screenshot() {
-    --fakeScreen().living;
     gPixels = {};
+    --fakeScreen().living;
 }
 
 void* Screenshot::capture() {
