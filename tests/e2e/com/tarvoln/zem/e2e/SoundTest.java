@@ -77,8 +77,7 @@ public final class SoundTest {
             throws Exception {
         MediaUnit packet = sender.pool().take(2, TimeUnit.SECONDS);
         Check.that(packet != null, "nothing comes");
-        Check.that(receiver.decode(packet.buffer(), packet.offset(), packet.size()) >= 0, "decode");
-        sender.pool().release(packet);
+        Check.that(Tone.pass(sender.pool(), packet, receiver) >= 0, "decode");
         Tone.collect(receiver.pool(), pcm);
     }
 

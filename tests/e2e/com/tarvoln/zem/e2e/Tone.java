@@ -1,5 +1,6 @@
 package com.tarvoln.zem.e2e;
 
+import com.tarvoln.zem.AudioRxChannel;
 import com.tarvoln.zem.BufferPool;
 import com.tarvoln.zem.MediaUnit;
 import java.io.ByteArrayOutputStream;
@@ -48,6 +49,13 @@ final class Tone implements AutoCloseable {
             pcm.putShort((short) (10_000 * Math.sin(2 * Math.PI * hertz[i % hertz.length] * (i / hertz.length) / RATE)));
         }
         return pcm.flip();
+    }
+
+    /** Has a packet decoded, as one that came over a network: Java copies it. */
+    static int pass(BufferPool pool, MediaUnit packet, AudioRxChannel receiver) {
+        ByteBuffer input = ByteBuffer.allocateDirect(packet.size()).put(packet.payload());
+        pool.release(packet);
+        return receiver.decode(input, 0, input.capacity());
     }
 
     /** Moves the payload of all units that are in the pool. */
