@@ -24,9 +24,9 @@ final class Quality {
 
     /** A screen that came before its picture waits so long, and the other way round so many wait. */
     private static final long WAIT_MILLIS = 2000;
-    private static final int MOST_WAITING = 4;
+    private static final int MOST_WAITING = 3;
 
-    private record Waiting(int ordinal, DecodedPicture picture) {}
+    private record Waiting(int ordinal, int frame, DecodedPicture picture) {}
 
     private record Result(int ordinal, int frame, double squares, long components) {}
 
@@ -34,8 +34,9 @@ final class Quality {
     private final ColorRoute route;
     private final Thread thread = new Thread(this::run, "quality");
     private final Map<Integer, Waiting> waiting = new HashMap<>(); // guarded by this, as the next
-    private int latest = -1;
-    private final List<Result> results = new ArrayList<>(); // of the thread, until it has ended
+    private Waiting latest;
+    private final List<Result> results = new ArrayList<>(); // of the thread, until it has ended, as the next
+    private Message last;
 
     /** Reads samples from the connection until that ends. */
     Quality(Wire wire, ColorRoute route) {
@@ -47,14 +48,13 @@ final class Quality {
 
     /** The {@code ordinal}-th picture has come; it should show this frame. */
     synchronized void decoded(int ordinal, int frame, DecodedPicture picture) {
-        if (!Sampler.isSample(latest)) {
-            waiting.remove(latest); // not the last one after all
+        latest = new Waiting(ordinal, frame, picture);
+        if (Sampler.isSample(frame)) {
+            if (waiting.size() == MOST_WAITING) {
+                waiting.clear(); // their screens were not sent
+            }
+            waiting.put(frame, latest);
         }
-        if (waiting.size() == MOST_WAITING) {
-            waiting.clear(); // their screens were not sent
-        }
-        waiting.put(frame, new Waiting(ordinal, picture));
-        latest = frame;
         notifyAll();
     }
 
@@ -63,6 +63,8 @@ final class Quality {
         thread.join(WAIT_MILLIS); // the sender has ended the connection by now, or is in trouble
         wire.close();
         thread.join();
+        // The last screen is that of the last picture also where the others could be told too late.
+        measure(last, latest);
         double squares = 0;
         long components = 0;
         for (Result result : results) {
@@ -81,13 +83,9 @@ final class Quality {
     private void run() {
         try {
             while (true) {
-                Message message = wire.receive();
-                int width = (int) (message.nanos() >> 32);
-                int height = (int) message.nanos();
-                Waiting decoded = await(message.number());
-                if (decoded != null && decoded.picture().width() == width && decoded.picture().height() == height
-                        && message.payload().length == width * height * 4) {
-                    measure(message, decoded);
+                last = wire.receive();
+                if (Sampler.isSample(last.number())) {
+                    measure(last, await(last.number()));
                 }
             }
         } catch (IOException | InterruptedException e) {
@@ -98,14 +96,22 @@ final class Quality {
     /** Null when it has not come in time, or a later one has: they come in order. */
     private synchronized Waiting await(int frame) throws InterruptedException {
         long end = System.currentTimeMillis() + WAIT_MILLIS;
-        while (!waiting.containsKey(frame) && latest < frame && System.currentTimeMillis() < end) {
+        while (!waiting.containsKey(frame) && (latest == null || latest.frame() < frame)
+                && System.currentTimeMillis() < end) {
             wait(WAIT_MILLIS / 20);
         }
         return waiting.remove(frame);
     }
 
     private void measure(Message sample, Waiting decoded) {
+        if (sample == null || decoded == null) {
+            return;
+        }
         DecodedPicture picture = decoded.picture();
+        if (sample.nanos() != ((long) picture.width() << 32 | picture.height())
+                || sample.payload().length != picture.width() * picture.height() * 4) {
+            return; // of another size
+        }
         short[] words = picture.words();
         short[][] expected =
                 route.bothPictures(ByteBuffer.wrap(sample.payload()), picture.width(), picture.height());

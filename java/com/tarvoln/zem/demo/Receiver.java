@@ -89,7 +89,8 @@ public final class Receiver {
         }
         book.writePictures(out.resolve("received"));
         if (failure == null && book.pictures() == 0) {
-            failure = "no picture came out of the decoder; " + out.resolve("receiver.log") + " may say why";
+            failure = "no picture came out of the decoder; most chips leave out the first ones, so the session may"
+                    + " be too short, or " + out.resolve("receiver.log") + " says why";
         }
         if (failure != null) {
             wire.send(Type.FAILED, failure);
