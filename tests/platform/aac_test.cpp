@@ -5,9 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 
-#include "tests/platform/codec_client.h"
+#include "tests/platform/stream_damage.h"
 
 namespace zem::test {
 namespace {
@@ -71,14 +70,6 @@ Bytes bytesOf(const std::vector<Output>& outputs) {
     return all;
 }
 
-Bytes noise(size_t size, std::minstd_rand& random) {
-    Bytes bytes(size);
-    for (uint8_t& byte : bytes) {
-        byte = static_cast<uint8_t>(random() >> 8);
-    }
-    return bytes;
-}
-
 // A tone of its own in each channel, 440 and 660 Hz.
 Bytes tone(const Format& format, size_t samples) {
     Samples pcm;
@@ -112,8 +103,8 @@ std::vector<Output> encoded(const Format& format, const Bytes& pcm, OMX_U32 bitR
 }
 
 // The units of a stream, `group` to a buffer, the configuration in front of the first or left out.
-std::vector<Bytes> packets(const std::vector<Output>& stream, size_t group, bool configured) {
-    std::vector<Bytes> packets{configured ? stream[0].bytes : Bytes()};
+Packets packetsOf(const std::vector<Output>& stream, size_t group, bool configured) {
+    Packets packets{configured ? stream[0].bytes : Bytes()};
     for (size_t i = 1; i + 1 < stream.size(); i++) {
         if (i > 1 && (i - 1) % group == 0) {
             packets.emplace_back();
@@ -175,7 +166,7 @@ TEST(Aac, ToneComesBackOnEveryChip) {
 
         AacClient client(kDecoder, c.expected, c.profile);
         client.start();
-        for (const Bytes& packet : packets(stream, c.group, c.configured)) {
+        for (const Bytes& packet : packetsOf(stream, c.group, c.configured)) {
             client.send(packet, 5000);
         }
         const auto decoded = client.finish(99);
@@ -203,7 +194,7 @@ TEST(Aac, PiecesAndRestartsMakeNoDifference) {
 }
 
 TEST(Aac, BitRateIsKept) {
-    std::minstd_rand random(1);
+    Random random(1);
     const Format format{44100, 2};
     const Bytes pcm = noise(size_t{44100} * 4, random);
     for (const OMX_U32 rate : {64000U, 192000U, 1U, 0xFFFFFFFFU}) {  // the last two are no stream's
@@ -217,36 +208,24 @@ TEST(Aac, BitRateIsKept) {
 TEST(Aac, DamageIsSurvived) {
     const Format format{44100, 2};
     const Bytes pcm = tone(format, kSamples);
-    const auto stream = packets(encoded(format, pcm), 4, false);
-    std::minstd_rand random(1);
+    const Packets stream = packetsOf(encoded(format, pcm), 4, true);
+    Random random(1);
     AacClient client(kDecoder, format);
     client.start();
-    for (int round = 0; round < 300; round++) {
-        Bytes packet = stream[random() % stream.size()];
-        switch (round % 6) {
-            case 0:
-                packet.resize(random() % packet.size());
-                break;
-            case 1:
-                packet[random() % packet.size()] ^= static_cast<uint8_t>(1U << random() % 8);
-                break;
-            case 2:
-                packet = noise(random() % 8192, random);
-                break;
-            case 3:
-                packet.assign(8192, static_cast<uint8_t>(random()));
-                break;
-            case 4:
-                packet.insert(packet.begin(), {0xFF, 0xF1, 0x5C, 0x80});  // the header of another format
-                break;
-            default:
-                packet = noise(random() % 9, random);
-                client.send(packet, 1, OMX_BUFFERFLAG_CODECCONFIG);
-                client.send({0x12, 0x10}, 1, OMX_BUFFERFLAG_CODECCONFIG);
+    for (int round = 0; round < 20; round++) {
+        for (const Damage& damage : kDamages) {
+            Packets packets = stream;
+            damage.apply(packets, random);
+            packets[0].insert(packets[0].begin(), {0xFF, 0xF1, 0x5C, 0x80});  // the header of another format
+            packets.emplace_back(8192, static_cast<uint8_t>(random()));
+            for (const Bytes& packet : packets) {
+                client.send(packet, 1);
+            }
+            client.send(noise(random() % 9, random), 1, OMX_BUFFERFLAG_CODECCONFIG);
         }
-        client.send(packet, 1);
     }
-    for (const Bytes& packet : stream) {
+    client.send({0x12, 0x10}, 2, OMX_BUFFERFLAG_CODECCONFIG);
+    for (const Bytes& packet : packetsOf(encoded(format, pcm), 4, false)) {
         client.send(packet, 2);
     }
     const auto decoded = client.finish(3);
@@ -259,7 +238,7 @@ TEST(Aac, DamageIsSurvived) {
 TEST(Aac, InputsWaitForOutputs) {
     const Format format{44100, 2};
     const Bytes pcm = tone(format, 4096);
-    const Bytes coded = packets(encoded(format, pcm), 100, true)[0];
+    const Bytes coded = packetsOf(encoded(format, pcm), 100, true)[0];
     for (const char* codec : {kEncoder, kDecoder}) {
         AacClient client(codec, format);
         client.advanceTo(OMX_StateExecuting);

@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -41,34 +42,39 @@ inline std::string drained(IOMX::buffer_id id) {
     return filled(id, 0, 0, 0);
 }
 
-/// Keeps what a node said, one readable line a message.
+/// Keeps what a node said.
 class Recorder final : public android::BnOMXObserver {
   public:
-    /// Runs in onMessage, after the message is recorded. Set before the node is allocated.
+    /// Runs in onMessage, after the message is kept. Set before the node is allocated.
     std::function<void(const omx_message&)> hook;
 
     void onMessage(const omx_message& msg) override {
         {
             std::lock_guard<std::mutex> lock(mMutex);
-            mLines.push_back(text(msg));
+            mMessages.push_back(msg);
             mArrived.notify_all();
         }
         if (hook) {
             hook(msg);
         }
     }
-    /// Takes the next `count` lines, waiting for them; fewer when they do not come within 10 s.
-    Lines take(size_t count) {
+    /// Takes the next message, waiting for it; false when none comes within 10 s.
+    bool next(omx_message* msg) {
         std::unique_lock<std::mutex> lock(mMutex);
-        mArrived.wait_for(lock, std::chrono::seconds(10), [&] { return mLines.size() >= count; });
-        const auto end = mLines.begin() + static_cast<ptrdiff_t>(std::min(count, mLines.size()));
-        Lines lines(mLines.begin(), end);
-        mLines.erase(mLines.begin(), end);
-        return lines;
+        if (!mArrived.wait_for(lock, std::chrono::seconds(10), [this] { return !mMessages.empty(); })) {
+            return false;
+        }
+        *msg = mMessages.front();
+        mMessages.pop_front();
+        return true;
     }
-    void forget() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mLines.clear();
+    /// The next `count` messages as readable lines; fewer when they do not come.
+    Lines take(size_t count) {
+        Lines lines;
+        for (omx_message msg; lines.size() < count && next(&msg);) {
+            lines.push_back(text(msg));
+        }
+        return lines;
     }
 
   private:
@@ -92,7 +98,7 @@ class Recorder final : public android::BnOMXObserver {
 
     std::mutex mMutex;
     std::condition_variable mArrived;
-    Lines mLines;  // guarded by mMutex; those not yet taken
+    std::deque<omx_message> mMessages;  // guarded by mMutex; those not yet taken
 };
 
 /// Waits, boundedly, until `done`.
@@ -136,16 +142,16 @@ struct NodeClient {
         return status;
     }
     void populate(OMX_U32 index) {
-        for (OMX_U32 left = port(index).nBufferCountActual; left > 0; --left) {
+        while (buffers[index].size() < port(index).nBufferCountActual) {
             ASSERT_EQ(OK, addBuffer(index));
         }
     }
-    void freeBuffers(OMX_U32 index) {
-        for (const IOMX::buffer_id id : buffers[index]) {
-            EXPECT_EQ(OK, omx->freeBuffer(node, index, id));
+    void freeBuffers(OMX_U32 index, size_t count = SIZE_MAX) {
+        for (; count > 0 && !buffers[index].empty(); --count) {
+            EXPECT_EQ(OK, omx->freeBuffer(node, index, buffers[index].back()));
+            buffers[index].pop_back();
+            bytes[index].pop_back();
         }
-        buffers[index].clear();
-        bytes[index].clear();
     }
     /// From Loaded; the messages taken.
     void advanceTo(OMX_STATETYPE wanted) {
