@@ -13,37 +13,33 @@ namespace {
 constexpr int32_t kHook = 0x7fffffff;
 constexpr double kToneRadians = 2 * M_PI * 440;
 
-class TonePlayer {
-  public:
+struct TonePlayer {
     ~TonePlayer() { stop(); }
     void start() {
         stop();
-        mStopped = false;
-        mThread = std::thread([this] { play(); });
+        stopped = false;
+        thread = std::thread([this] { play(); });
     }
     void stop() {
-        mStopped = true;
-        if (mThread.joinable() && mThread.get_id() != std::this_thread::get_id()) {
-            mThread.join();
+        stopped = true;
+        if (thread.joinable() && thread.get_id() != std::this_thread::get_id()) {
+            thread.join();
         }
     }
-
-  private:
     void play() {
-        pthread_setname_np(pthread_self(), "hook-tone");
         int16_t block[2048];
-        for (int64_t frame = 0; !mStopped;) {
+        for (int frame = 0; !stopped;) {
             for (int i = 0; i < 2048; i += 2, ++frame) {
-                const double time = static_cast<double>(frame) / fakeHookState.sampleRate;
-                block[i] = block[i + 1] = static_cast<int16_t>(10000 * sin(kToneRadians * time));
+                const double sine = sin(kToneRadians * frame / fakeHookState.sampleRate);
+                block[i] = block[i + 1] = static_cast<int16_t>(10000 * sine);
             }
             fakeHookState.sendBlock(block, sizeof block);
             usleep(static_cast<useconds_t>(1024 * 1000000LL / fakeHookState.sampleRate));
         }
     }
 
-    std::atomic<bool> mStopped{true};
-    std::thread mThread;
+    std::atomic<bool> stopped{true};
+    std::thread thread;
 } gTone;
 
 }  // namespace

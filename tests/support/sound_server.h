@@ -5,31 +5,26 @@
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
 namespace zem::test {
 
 /// As scripts/sound-server.sh starts it. Ends with the object, or with the thread that started it.
 class SoundServer {
   public:
-    /// Starts it with further modules ("module-sine sink=sys frequency=440") and names it in PULSE_SERVER.
-    /// running() is false when it does not answer within ten seconds.
-    explicit SoundServer(const std::vector<std::string>& modules = {});
-    ~SoundServer();
+    /// Starts it, with one module more unless `module` is empty, and names it in PULSE_SERVER. running() is
+    /// false when it does not start.
+    explicit SoundServer(const std::string& module = "");
+    ~SoundServer() { stop(); }
     SoundServer(const SoundServer&) = delete;
     SoundServer& operator=(const SoundServer&) = delete;
 
-    bool running() const { return mRunning; }
+    bool running() const { return mPid > 0; }
     /// Ends it at once, as a crash would; PULSE_SERVER goes on naming it.
     void stop();
 
   private:
-    bool answers() const;
-
-    std::string mFolder;
-    FILE* mOutput = nullptr;  // the server's; popen's
+    FILE* mShell = nullptr;  // popen's: the server's parent, which removes its folder
     pid_t mPid = -1;
-    bool mRunning = false;
 };
 
 }  // namespace zem::test
