@@ -6,10 +6,12 @@
 
 namespace zem::test {
 
-/// The bytes of all encoded units, stream headers and decoded pictures, in order of delivery. Any thread.
+/// The bytes of all encoded units, stream headers, decoded pictures and audio outputs, in order of
+/// delivery. Any thread.
 std::vector<std::string> deliveredUnits();
 std::vector<std::string> deliveredHeaders();
 std::vector<std::string> deliveredPictures();
+std::vector<std::string> deliveredSound();
 void forgetDeliveries();
 
 }  // namespace zem::test

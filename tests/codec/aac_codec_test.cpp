@@ -1,0 +1,263 @@
+// Proves what a call of the AAC codecs sends, waits for and returns, and that nothing it waits for can keep
+// it. Would catch: a wake-up lost or left over, a ring of waits with output and message thread, a block
+// that overruns the component's buffer, output that is torn, lost or delivered twice.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "codec/aac_driver.h"
+#include "codec/aac_output.h"
+#include "codec/omx_aac_decoder.h"
+#include "codec/omx_aac_encoder.h"
+#include "tests/codec/recorded_hand_off.h"
+#include "tests/omx/long_waits.h"
+#include "tests/support/fake_clock.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/omx_proxy.h"
+#include "tests/support/serve_omx.h"
+
+using namespace zem::test;
+
+namespace {
+
+constexpr char kEncoderName[] = "OMX.qcom.audio.encoder.aac";
+constexpr char kDecoderName[] = "OMX.qcom.audio.decoder.aac";
+constexpr auto kSoon = std::chrono::seconds(60);
+
+class AacCodecTest : public testing::Test {
+  protected:
+    AacCodecTest() {
+        serveOmx(mOmx);
+        OMX_AUDIO_PARAM_PORTFORMATTYPE format{};
+        format.eEncoding = OMX_AUDIO_CodingAAC;
+        mOmx->presetParameter(OMX_IndexParamAudioPortFormat, 1, format);
+        forgetLog();
+        forgetDeliveries();
+    }
+    ~AacCodecTest() override {
+        mEncoder.reset();
+        mDecoder.reset();
+        EXPECT_EQ(mOmx->liveNodes(), 0);
+        EXPECT_EQ(mOmx->liveBuffers(), 0);
+    }
+    void open(bool encoder) {
+        mEncoder = encoder ? std::make_unique<omxAacEncoder>(nullptr) : nullptr;
+        mDecoder = encoder ? nullptr : std::make_unique<omxAacDecoder>(nullptr);
+        ASSERT_EQ(encoder ? mEncoder->init(2, 44100, 4) : mDecoder->init(2, 44100, 4), 1);
+    }
+    int send(size_t size = 8) {
+        std::vector<uint8_t> block(size, 's');
+        const int bytes = static_cast<int>(size);
+        return mEncoder != nullptr ? mEncoder->encode(block.data(), bytes)
+                                   : mDecoder->decode(block.data(), bytes);
+    }
+    /// When an output comes, however slow the machine.
+    int sendPatiently(size_t size = 8) {
+        const LongWaits waits(mClock);
+        return send(size);
+    }
+    omxCodecCommon& common() {
+        return mEncoder != nullptr ? static_cast<omxCodecCommon&>(*mEncoder) : *mDecoder;
+    }
+    std::string pull(int max) {
+        std::string out(static_cast<size_t>(max), '\0');
+        auto* const bytes = reinterpret_cast<uint8_t*>(out.data());
+        const int size = mEncoder != nullptr ? mEncoder->getData(bytes, max) : mDecoder->getData(bytes, max);
+        return out.substr(0, static_cast<size_t>(size));
+    }
+    std::string take() {
+        const GatheredOutput output = common().takeGathered();
+        return {reinterpret_cast<char*>(output.bytes.get()), static_cast<size_t>(output.size)};
+    }
+    void awaitGathered(int bytes) {
+        for (int i = 0; i < 5000 && common().GetUsedSize() < bytes; i++) {
+            usleep(1000);
+        }
+    }
+    /// Every input brings this output, and at the end none.
+    void answerWith(const std::string& text) {
+        auto* const omx = mOmx.get();
+        omx->setInputHandler([omx, text](const SentInput& input) {
+            if ((input.flags & OMX_BUFFERFLAG_EOS) == 0) {
+                omx->queueOutput({text.begin(), text.end()});
+            }
+        });
+    }
+    /// The component keeps all input buffers.
+    void exhaust() {
+        mOmx->setInputHandler(nullptr);
+        mOmx->setEmptyAnswer(Answer::kNever);
+        for (size_t i = mOmx->buffers(0).size(); i > 0; i--) {
+            EXPECT_EQ(send(), 0);
+        }
+    }
+    /// A call's result on a thread of its own, after `wake` was called when it had begun to wait.
+    int blockedUntil(const std::function<void()>& wake) {
+        auto result = std::async(std::launch::async, [this] { return send(); });
+        EXPECT_EQ(result.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
+        wake();
+        if (result.wait_for(kSoon) != std::future_status::ready) {
+            abort();  // the thread cannot be joined
+        }
+        return result.get();
+    }
+
+    FakeClock mClock;
+    const android::sp<FakeOmx> mOmx = new FakeOmx({kEncoderName, kDecoderName});
+    std::unique_ptr<omxAacEncoder> mEncoder;
+    std::unique_ptr<omxAacDecoder> mDecoder;
+};
+
+TEST_F(AacCodecTest, SendsGathersAndHandsOut) {
+    for (const bool encoder : {true, false}) {
+        open(encoder);
+        answerWith("unit");
+        EXPECT_EQ(sendPatiently(), 8);
+        EXPECT_EQ(sendPatiently(7), 7);
+        EXPECT_EQ(mOmx->inputs().back().bytes.size(), 7U);
+        EXPECT_EQ(mOmx->inputs().back().timestamp, encoder ? 200000 : 100000);
+        EXPECT_EQ(pull(7), "") << "it stays";
+        EXPECT_EQ(pull(8), "unitunit");
+        EXPECT_EQ(take(), "");
+        EXPECT_EQ(sendPatiently(), 8);
+        EXPECT_EQ(take(), "unit");
+        EXPECT_EQ(common().GetUsedSize(), 0);
+    }
+    EXPECT_EQ(mDecoder->getChannelCount(), 2);
+    EXPECT_EQ(mDecoder->getSamplingRate(), 44100);
+    EXPECT_EQ(deliveredSound().size(), 0U);
+}
+
+TEST_F(AacCodecTest, NoOutputInTimeIsNoFailure) {
+    for (const bool encoder : {true, false}) {
+        open(encoder);
+        mOmx->setInputHandler(nullptr);
+        mClock.forget();
+        EXPECT_EQ(send(), 0);
+        EXPECT_EQ(mClock.waitsOf(500000), 1);
+        EXPECT_EQ(mClock.sleepsOf(5000), encoder ? 1 : 0);
+        mOmx->queueOutput({'l', 'a', 't', 'e'});  // nobody waits for it
+        awaitGathered(4);
+        EXPECT_EQ(send(), 0) << "what came between the calls wakes none";
+        answerWith("unit");
+        EXPECT_EQ(sendPatiently(), 8);
+        EXPECT_EQ(take(), "lateunit");
+    }
+}
+
+// Output thread, message thread and a call that waits for a buffer: none may wait for the next.
+TEST_F(AacCodecTest, InputComesBackBehindOutputs) {
+    open(true);
+    exhaust();
+    const auto held = mOmx->heldBuffers(0);
+    const LongWaits waits(mClock);
+    EXPECT_EQ(blockedUntil([&] {
+                  mOmx->queueOutput({'a'});
+                  mOmx->queueOutput({'b'});
+                  mOmx->sendEmptied(held[0]);
+              }),
+              8)
+        << "an output that came during the wait for a buffer counts";
+    awaitGathered(2);
+    EXPECT_EQ(take(), "ab");
+}
+
+TEST_F(AacCodecTest, RequestToCloseEndsEveryWait) {
+    for (const bool encoder : {true, false}) {
+        open(encoder);
+        mOmx->setInputHandler(nullptr);
+        mOmx->setEmptyAnswer(Answer::kLater);
+        {
+            const LongWaits waits(mClock);
+            EXPECT_EQ(blockedUntil([this] { common().requestClose(); }), 0) << "for an output";
+        }
+        open(encoder);
+        exhaust();
+        const size_t sent = mOmx->inputs().size();
+        EXPECT_EQ(blockedUntil([this] { common().requestClose(); }), 0) << "for an input buffer";
+        EXPECT_EQ(mOmx->inputs().size(), sent);
+        ASSERT_EQ(encoder ? mEncoder->init(1, 8000, 0) : mDecoder->init(1, 8000, 0), 1);
+        mOmx->setEmptyAnswer(Answer::kLater);
+        answerWith("again");
+        EXPECT_EQ(sendPatiently(), 8) << "an init forgets the request";
+    }
+}
+
+TEST_F(AacCodecTest, WhatCannotBeSent) {
+    open(true);
+    answerWith("unit");
+    for (int i = 0; i < 3; i++) {  // more than buffers: none stays reserved
+        EXPECT_EQ(send(4097), 0);
+        mOmx->refuse("emptyBuffer");
+        EXPECT_EQ(send(), 0);
+    }
+    EXPECT_EQ(loggedCount("block of 4097 bytes"), 3);
+    EXPECT_EQ(mEncoder->encode(nullptr, 4), -1);
+    EXPECT_EQ(sendPatiently(4096), 4096);
+    open(false);
+    answerWith("unit");
+    EXPECT_EQ(mDecoder->decode(nullptr, 4), -1);
+    EXPECT_EQ(send(8193), 0);
+    EXPECT_EQ(loggedCount("8193 bytes at"), 1);
+    EXPECT_EQ(sendPatiently(8192), 8192);
+    exhaust();
+    blockedUntil([this] { mOmx->sendEvent(OMX_EventError, 1, 0); });
+    EXPECT_EQ(send(), -1) << "a component that has failed";
+}
+
+TEST_F(AacCodecTest, ComponentThatCannotBeStarted) {
+    for (const bool encoder : {true, false}) {
+        for (const char* call : {"allocateNode", "setParameter", "useBuffer", "fillBuffer"}) {
+            mOmx->refuse(call);
+            open(encoder);
+            EXPECT_EQ(send(), -1) << call;
+            EXPECT_EQ(loggedCount("::init : no component"), 1);
+            EXPECT_EQ(mOmx->liveNodes(), 0);
+            forgetLog();
+        }
+    }
+    void* handle = &handle;
+    codecUserData record;
+    mOmx->refuse("setParameter");
+    EXPECT_EQ(
+        omxt_aud_encode_init(&handle, &record, nullptr, 0, 2, 1, 1, 16, GetAudEncodedData2, kEncoderName), 2);
+    EXPECT_EQ(handle, nullptr);
+    int sent = 5, timestamp = 0;
+    void *buffer = nullptr, *data = nullptr;
+    EXPECT_EQ(SendAudDataToEncoder(nullptr, nullptr, 0, &buffer, &data, &timestamp, 0, &sent), 33);
+    EXPECT_EQ(sent, 0);
+}
+
+TEST(AacOutput, GathersBelowTheCapacityAndHandsOnTheRest) {
+    for (const auto handler : {GetAudEncodedData2, GetAudDecodedData2}) {
+        unsigned char buffer[100];
+        codecUserData record;
+        record.outputBuffer = buffer;
+        record.outputCapacity = 100;
+        forgetDeliveries();
+        std::string unit(60, 'u');
+        const auto put = [&](unsigned size) { handler(nullptr, unit.data(), size, &record); };
+        put(60);
+        put(39);
+        EXPECT_EQ(record.outputUsed, 99);
+        put(1);
+        EXPECT_EQ(record.outputUsed, 1) << "from the start when the end would be reached";
+        put(0);
+        record.outputCapacity = 60;
+        put(60);
+        EXPECT_EQ(record.outputUsed, 1);
+        EXPECT_EQ(deliveredSound(), std::vector<std::string>{unit});
+        EXPECT_EQ(record.outputCount, 4U);
+    }
+}
+
+TEST(AacBitrate, Table) {
+    const int rates[] = {0,      64000,  80000,  96000,  112000, 128000, 160000,
+                         192000, 224000, 256000, 320000, 500000, 0};
+    for (int index = -1; index < 12; index++) {
+        EXPECT_EQ(omxAacEncoder::getBitrate(index), rates[index + 1]);
+    }
+}
+
+}  // namespace
