@@ -16,7 +16,8 @@ final class Speaker implements Closeable {
     /** A block is 20 to 90 ms of sound. */
     private static final int MOST_BLOCKS = 4;
 
-    private static final int LATENCY_MILLIS = 60;
+    /** Sound comes by the page of up to 100 ms: with less than two in hand it breaks off at every late one. */
+    private static final int LATENCY_MILLIS = 200;
     private static final int CLOSE_MILLIS = 500;
 
     private final Process player;
