@@ -27,8 +27,8 @@ class AudioHookClient;
 /// results may be odd but memory stays sound: what used to be plain pointers are slots, which keep an
 /// object alive for the call that is inside it (slot.h: sinks, sources, byte copies; codec_slot.h:
 /// codecs), and every flag and number that two threads touch is atomic. No lock is held across a call
-/// into Java or a component. Opens return true or false, data calls a byte count or -1, closes are safe
-/// when there is nothing to close.
+/// into Java, and only those of the audio codecs are across a component. Opens return true or false, data
+/// calls a byte count or -1, closes are safe when there is nothing to close.
 class KivContext {
   public:
     class DataCallback;
