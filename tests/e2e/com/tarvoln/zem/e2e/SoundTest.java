@@ -5,12 +5,17 @@ import com.tarvoln.zem.AudioTxChannel;
 import com.tarvoln.zem.MediaUnit;
 import java.io.ByteArrayOutputStream;
 import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.ShortBuffer;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.concurrent.TimeUnit;
 
 /**
  * Proves that what plays on the sound server arrives as PCM at the other end, each channel with its own tone, without a
- * gap, through both codecs; that an application's own PCM does; and that the probe tells sound from silence. Would
+ * gap, through both codecs; that an application's own PCM does; and that the probe tells sound from silence. With a
+ * file (argument): that a WAV file of a demo's is whole and has the demo's chords in it, one after the other. Would
  * catch channels swapped or mixed, a wrong rate, a block lost, doubled or cut, mono that keeps the right channel, a
  * page or unit that does not reach Java, and a probe that counts silence or ends the capture of others.
  */
@@ -20,7 +25,14 @@ public final class SoundTest {
     private static final int QUALITY = 4; // AAC: 128 kbit/s
     private static final int BLOCK_FRAMES = 1024;
 
+    private static final int[][] CHORDS = {{262, 330, 392}, {220, 262, 330}, {175, 220, 262}, {196, 247, 294}};
+    private static final int WINDOWS_PER_SECOND = 5;
+
     public static void main(String[] args) throws Exception {
+        if (args.length > 0) {
+            chords(Files.readAllBytes(Path.of(args[0])));
+            return;
+        }
         try (AudioTxChannel probe = new AudioTxChannel()) {
             Check.that(!probe.isAdudioPlaying(), "silence is no sound");
             ownPcm();
@@ -79,6 +91,32 @@ public final class SoundTest {
         Check.that(packet != null, "nothing comes");
         Check.that(Tone.pass(sender.pool(), packet, receiver) >= 0, "decode");
         Tone.collect(receiver.pool(), pcm);
+    }
+
+    private static void chords(byte[] wav) {
+        ByteBuffer file = ByteBuffer.wrap(wav).order(ByteOrder.LITTLE_ENDIAN).position(40);
+        Check.same(file.getInt(), file.remaining(), "bytes of sound");
+        ShortBuffer samples = file.slice().order(ByteOrder.LITTLE_ENDIAN).asShortBuffer();
+        int window = Tone.RATE / WINDOWS_PER_SECOND;
+        int windows = samples.capacity() / 2 / window;
+        int clear = 0; // one in a second has the change in it, and at first there may be silence
+        int last = -1;
+        for (int i = 0; i < windows; i++) {
+            int chord = 0;
+            while (chord < CHORDS.length && shareOf(CHORDS[chord], samples, i * window * 2, window) < 0.9) {
+                chord++;
+            }
+            if (chord < CHORDS.length) {
+                Check.that(last < 0 || chord == last || chord == (last + 1) % CHORDS.length, chord + " after " + last);
+                last = chord;
+                clear++;
+            }
+        }
+        Check.between(Math.max(1, windows * 2 / 3), windows, clear, "windows with a chord");
+    }
+
+    private static double shareOf(int[] chord, ShortBuffer samples, int first, int count) {
+        return Arrays.stream(chord).mapToDouble(hertz -> Tone.share(samples, first, 2, count, hertz)).sum();
     }
 
     /** The second after the first half, in which playing and coding have begun. */

@@ -46,7 +46,8 @@ final class Tone implements AutoCloseable {
     static ByteBuffer pcm(int frames, int... hertz) {
         ByteBuffer pcm = ByteBuffer.allocate(frames * hertz.length * 2).order(ByteOrder.LITTLE_ENDIAN);
         for (int i = 0; i < frames * hertz.length; i++) {
-            pcm.putShort((short) (10_000 * Math.sin(2 * Math.PI * hertz[i % hertz.length] * (i / hertz.length) / RATE)));
+            double angle = 2 * Math.PI * hertz[i % hertz.length] * (i / hertz.length) / RATE;
+            pcm.putShort((short) (10_000 * Math.sin(angle)));
         }
         return pcm.flip();
     }
