@@ -283,9 +283,9 @@ TEST(Aac, RefusesWhatItHasNoMeansFor) {
             EXPECT_EQ(client.setPort(wanted), OK);
             EXPECT_EQ(client.port(index).nBufferSize, 24576U);
         }
-        client.expectExactSize(OMX_IndexParamAudioPortFormat, 20, pcmPort);
-        client.expectExactSize(OMX_IndexParamAudioPcm, 104, pcmPort);
-        client.expectExactSize(OMX_IndexParamAudioAac, 52, 1 - pcmPort);
+        client.expectExactSize<OMX_AUDIO_PARAM_PORTFORMATTYPE>(OMX_IndexParamAudioPortFormat, pcmPort);
+        client.expectExactSize<OMX_AUDIO_PARAM_PCMMODETYPE>(OMX_IndexParamAudioPcm, pcmPort);
+        client.expectExactSize<OMX_AUDIO_PARAM_AACPROFILETYPE>(OMX_IndexParamAudioAac, 1 - pcmPort);
     }
 }
 

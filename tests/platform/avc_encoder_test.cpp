@@ -4,6 +4,7 @@
 // stays, a frame read past its end, a unit that outgrows its buffer.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <random>
 #include <string>
 
@@ -63,18 +64,14 @@ std::vector<uint8_t> noise(size_t size) {
 
 // Where each chip's encoder looks for the planes: a row too far is hard to see in a whole picture.
 TEST(AvcEncoder, PlanesStandWhereTheChipsReadThem) {
-    const struct {
-        EncoderInput input;
-        uint32_t chroma, cr, rowLength, size;
-    } cases[] = {{EncoderInput::Nv12ChromaAt2048, 231424, 0, 640, 346624},
-                 {EncoderInput::Nv12, 230400, 0, 640, 345600},
-                 {EncoderInput::I420, 230400, 288000, 320, 345600}};
-    for (const auto& c : cases) {
-        const FrameLayout layout = frameLayoutOf(c.input, 640, 360);
-        EXPECT_EQ(layout.chromaOffset, c.chroma);
-        EXPECT_EQ(layout.crOffset, c.cr);
-        EXPECT_EQ(layout.chromaRowLength, c.rowLength);
-        EXPECT_EQ(layout.frameSize, c.size);
+    using Numbers = std::array<uint32_t, 4>;  // where chroma and Cr begin, bytes of a chroma row, of all
+    const std::pair<EncoderInput, Numbers> cases[] = {
+        {EncoderInput::Nv12ChromaAt2048, {231424, 0, 640, 346624}},
+        {EncoderInput::Nv12, {230400, 0, 640, 345600}},
+        {EncoderInput::I420, {230400, 288000, 320, 345600}}};
+    for (const auto& [input, expected] : cases) {
+        const FrameLayout l = frameLayoutOf(input, 640, 360);
+        EXPECT_EQ((Numbers{l.chromaOffset, l.crOffset, l.chromaRowLength, l.frameSize}), expected);
     }
 }
 
@@ -197,32 +194,20 @@ TEST(AvcEncoder, ShortFramesAreDroppedAndReturned) {
 }
 
 TEST(AvcEncoder, RefusesWhatItCannotCode) {
-    constexpr OMX_U32 kPlanar = 19;
-    const struct {
-        const char* what;
-        OMX_U32 width, height, colorFormat;
-    } cases[] = {
-        {"odd width", 641, 360, kSemiPlanar},
-        {"odd height", 640, 361, kSemiPlanar},
-        {"no size", 0, 0, kSemiPlanar},
-        {"too large", 4098, 16, kSemiPlanar},
-        {"negative", 0xFFFFFFF0, 16, kSemiPlanar},
-        {"other chip's planes", 640, 360, kPlanar},
-    };
+    constexpr OMX_U32 kPlanar = 19;  // another chip's
+    const OMX_U32 cases[][3] = {{641, 360, kSemiPlanar}, {640, 361, kSemiPlanar},       {0, 0, kSemiPlanar},
+                                {4098, 16, kSemiPlanar}, {0xFFFFFFF0, 16, kSemiPlanar}, {640, 360, kPlanar}};
     EncoderClient client("qcom", "OMX.qcom.video.encoder.avc");
     const OMX_U32 width = client.port(kInputPort).format.video.nFrameWidth;
-    for (const auto& c : cases) {
-        EXPECT_NE(client.setSize(kInputPort, c.width, c.height, c.colorFormat), OK) << c.what;
-        EXPECT_EQ(client.port(kInputPort).format.video.nFrameWidth, width) << c.what;
+    for (const auto& [w, h, colorFormat] : cases) {
+        EXPECT_NE(client.setSize(kInputPort, w, h, colorFormat), OK) << w << "x" << h;
+        EXPECT_EQ(client.port(kInputPort).format.video.nFrameWidth, width) << w << "x" << h;
     }
     EXPECT_NE(client.setRate(0xFFFFFFFF, 1000000), OK);
-    for (const auto& [index, size] :
-         {std::pair(OMX_IndexParamVideoPortFormat, sizeof(OMX_VIDEO_PARAM_PORTFORMATTYPE)),
-          {OMX_IndexParamVideoBitrate, sizeof(OMX_VIDEO_PARAM_BITRATETYPE)},
-          {OMX_IndexParamVideoAvc, sizeof(OMX_VIDEO_PARAM_AVCTYPE)},
-          {OMX_IndexConfigVideoNalSize, sizeof(OMX_VIDEO_CONFIG_NALSIZE)}}) {
-        client.expectExactSize(index, size, kOutputPort);
-    }
+    client.expectExactSize<OMX_VIDEO_PARAM_PORTFORMATTYPE>(OMX_IndexParamVideoPortFormat, kOutputPort);
+    client.expectExactSize<OMX_VIDEO_PARAM_BITRATETYPE>(OMX_IndexParamVideoBitrate, kOutputPort);
+    client.expectExactSize<OMX_VIDEO_PARAM_AVCTYPE>(OMX_IndexParamVideoAvc, kOutputPort);
+    client.expectExactSize<OMX_VIDEO_CONFIG_NALSIZE>(OMX_IndexConfigVideoNalSize, kOutputPort);
 }
 
 }  // namespace

@@ -79,20 +79,18 @@ class CodecClient : public NodeClient {
     status_t get(OMX_INDEXTYPE index, T* fields) {
         return omx->getParameter(node, index, fields, sizeof *fields);
     }
-    /// Reads and writes `index` with a structure of `size` bytes of this port, then with a byte less and more
-    /// and of a port that there is not.
-    void expectExactSize(OMX_INDEXTYPE index, size_t size, OMX_U32 ofPort) {
-        SCOPED_TRACE(index);
+    /// Reads and writes `index` with a whole T of this port, then with a byte less and more and of a port
+    /// that there is not.
+    template <typename T>
+    void expectExactSize(OMX_INDEXTYPE index, OMX_U32 ofPort) {
         OMX_U32 words[64] = {0, 0, ofPort};  // size and version unfilled
-        EXPECT_EQ(omx->getParameter(node, index, words, size), OK);
-        EXPECT_EQ(omx->setParameter(node, index, words, size), OK);
-        for (const size_t other : {size - 1, size + 1}) {
-            EXPECT_NE(omx->getParameter(node, index, words, other), OK);
-            EXPECT_NE(omx->setParameter(node, index, words, other), OK);
+        for (const int more : {0, -1, 1, 0}) {
+            const size_t size = sizeof(T) + static_cast<size_t>(more);
+            const bool fine = more == 0 && words[2] == ofPort;
+            EXPECT_EQ(omx->getParameter(node, index, words, size) == OK, fine) << index;
+            EXPECT_EQ(omx->setParameter(node, index, words, size) == OK, fine) << index;
+            words[2] = more == 1 ? kPortCount : ofPort;
         }
-        words[2] = kPortCount;
-        EXPECT_NE(omx->getParameter(node, index, words, size), OK);
-        EXPECT_NE(omx->setParameter(node, index, words, size), OK);
     }
     void awaitChange() {
         await([this] { return changed; });
