@@ -156,7 +156,10 @@ void AudioHookClient::audioHookCallback(int event, void* user, void* info) {
 }
 
 void AudioHookClient::pushAudioData(uint8_t* data, int size) {
-    ++mPushing;  // before the test: a stop that comes between the two waits
+    if (mStopped) {
+        return;  // uncounted: a library that goes on calling does not keep stop() waiting
+    }
+    ++mPushing;  // before the test that counts: a stop that comes between the two waits
     if (!mStopped) {
         ring().push(data, size);
         sem_post(&mSemaphore);
