@@ -122,14 +122,11 @@ void Node::refreshDefinitions() {
 }
 
 status_t Node::getParameter(OMX_INDEXTYPE index, void* params, size_t size) {
-    Params copy(params, size);
-    if (!copy.valid()) {
-        return BAD_VALUE;
-    }
     if (index == OMX_IndexParamPortDefinition) {
+        Params copy(params, size);
         // From the host's copy: a client that has just heard of a change need not wait for the codec.
         auto* definition = structOf<OMX_PARAM_PORTDEFINITIONTYPE>(copy.get(), size);
-        if (definition == nullptr || definition->nPortIndex >= kPortCount) {
+        if (!copy.valid() || definition == nullptr || definition->nPortIndex >= kPortCount) {
             return BAD_VALUE;
         }
         std::lock_guard<std::mutex> lock(mMutex);
@@ -137,9 +134,19 @@ status_t Node::getParameter(OMX_INDEXTYPE index, void* params, size_t size) {
         copy.copyTo(params);
         return OK;
     }
+    return ask(&Component::getParameter, index, params, size);
+}
+
+/// What the component itself answers, to a copy: `params` changes only when it does.
+status_t Node::ask(status_t (Component::*getter)(OMX_INDEXTYPE, void*, size_t), OMX_INDEXTYPE index,
+                   void* params, size_t size) {
+    Params copy(params, size);
+    if (!copy.valid()) {
+        return BAD_VALUE;
+    }
     std::lock_guard<std::mutex> component(mComponentMutex);
     const status_t status =
-        mComponent != nullptr ? mComponent->getParameter(index, copy.get(), size) : DEAD_OBJECT;
+        mComponent != nullptr ? (mComponent.get()->*getter)(index, copy.get(), size) : DEAD_OBJECT;
     if (status == OK) {
         copy.copyTo(params);
     }
@@ -207,17 +214,7 @@ status_t Node::setPortDefinition(const OMX_PARAM_PORTDEFINITIONTYPE& wanted) {
 }
 
 status_t Node::getConfig(OMX_INDEXTYPE index, void* params, size_t size) {
-    Params copy(params, size);
-    if (!copy.valid()) {
-        return BAD_VALUE;
-    }
-    std::lock_guard<std::mutex> component(mComponentMutex);
-    const status_t status =
-        mComponent != nullptr ? mComponent->getConfig(index, copy.get(), size) : DEAD_OBJECT;
-    if (status == OK) {
-        copy.copyTo(params);
-    }
-    return status;
+    return ask(&Component::getConfig, index, params, size);
 }
 
 status_t Node::setConfig(OMX_INDEXTYPE index, const void* params, size_t size) {

@@ -111,6 +111,8 @@ class Node final : private BufferIo {
     status_t adopt(OMX_U32 port, const std::shared_ptr<NodeBuffer>& buffer, buffer_id* id);
     bool populated() const;
 
+    status_t ask(status_t (Component::*getter)(OMX_INDEXTYPE, void*, size_t), OMX_INDEXTYPE index,
+                 void* params, size_t size);
     // Called with mComponentMutex held.
     status_t setPortDefinition(const OMX_PARAM_PORTDEFINITIONTYPE& wanted);
     OMX_PARAM_PORTDEFINITIONTYPE describe(OMX_U32 port) const;

@@ -137,12 +137,7 @@ class wp {
     void clear() { wp().swap(*this); }
     T* unsafe_get() const { return m_ptr; }
 
-    ZEM_COMPARE_REFERENCES(==)
-    ZEM_COMPARE_REFERENCES(!=)
-    ZEM_COMPARE_REFERENCES(>)
-    ZEM_COMPARE_REFERENCES(<)
-    ZEM_COMPARE_REFERENCES(<=)
-    ZEM_COMPARE_REFERENCES(>=)
+    ZEM_ALL_REFERENCE_COMPARISONS
 
   private:
     template <typename U>

@@ -32,6 +32,11 @@ class wp;
         return m_ptr OP other.m_ptr;             \
     }
 
+#define ZEM_ALL_REFERENCE_COMPARISONS                                              \
+    ZEM_COMPARE_REFERENCES(==)                                                     \
+    ZEM_COMPARE_REFERENCES(!=) ZEM_COMPARE_REFERENCES(>) ZEM_COMPARE_REFERENCES(<) \
+        ZEM_COMPARE_REFERENCES(<=) ZEM_COMPARE_REFERENCES(>=)
+
 /// One object may be referenced from any threads; one sp is used by one thread at a time.
 /// There is no conversion to bool, as in the platform: compare with NULL.
 template <typename T>
@@ -75,12 +80,7 @@ class sp {
     T* operator->() const { return m_ptr; }
     T* get() const { return m_ptr; }
 
-    ZEM_COMPARE_REFERENCES(==)
-    ZEM_COMPARE_REFERENCES(!=)
-    ZEM_COMPARE_REFERENCES(>)
-    ZEM_COMPARE_REFERENCES(<)
-    ZEM_COMPARE_REFERENCES(<=)
-    ZEM_COMPARE_REFERENCES(>=)
+    ZEM_ALL_REFERENCE_COMPARISONS
 
   private:
     template <typename U>
