@@ -69,7 +69,7 @@ class AudioHookClient {
     std::atomic<int32_t> mHook{0};      // who exchanges it for 0 stops it
     std::atomic<bool> mStopped{false};  // apart from mHook, which is not known yet when the first blocks come
     std::atomic<int32_t> mPushing{0};   // calls inside pushAudioData; the ring goes only when there is none
-    sem_t mSemaphore;                   // counts pushes; lives as long as this: a late push meets no dead one
+    sem_t mSemaphore{};                 // counts pushes; lives as long as this: a late push meets no dead one
     pthread_t mThread{};                // controlling thread; meaningful while mHasThread
     bool mHasThread = false;            // controlling thread; started and not joined
     std::atomic<pid_t> mThreadId{0};    // the thread's own number, while it runs

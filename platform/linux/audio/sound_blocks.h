@@ -47,7 +47,7 @@ class SoundBlocks {
         return mSilence <= kKeptSilence;
     }
 
-    alignas(4) uint8_t mBlock[kSize];
+    alignas(4) uint8_t mBlock[kSize] = {};
     size_t mFilled = 0;
     int mSilence = kKeptSilence + 1;  // silent blocks since the last sound, as far as it matters
 };

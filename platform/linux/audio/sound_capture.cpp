@@ -5,7 +5,7 @@
 namespace zem {
 
 std::shared_ptr<SoundCapture> SoundCapture::start(int32_t rate, funcAudioHookCallback callback, void* user) {
-    const std::shared_ptr<SoundCapture> capture(new SoundCapture(callback, user));
+    std::shared_ptr<SoundCapture> capture(new SoundCapture(callback, user));
     const char* why = nullptr;
     capture->mConnection = PulseConnection::open(&why);
     if (capture->mConnection == nullptr) {
