@@ -22,9 +22,15 @@ public final class PlayFile {
     private static final int MOST_FIRST_UNITS = 100;
 
     /** A decoder's delay on a busy machine. */
-    private static final long PICTURE_MILLIS = 500;
+    private static final long PICTURE_MILLIS = 2000;
 
-    /** No further picture of the first unit, given so often, is to be expected after this. */
+    /** For a first unit, which is given again without a picture; a fifth from the second time on. */
+    private static final long FIRST_MILLIS = 500;
+
+    /**
+     * No further picture of the first unit, given so often, is to be expected after this, or after half the time
+     * that its first one took, on a busy machine.
+     */
     private static final long QUIET_MILLIS = 500;
 
     private final Path folder;
@@ -58,6 +64,9 @@ public final class PlayFile {
             for (byte[] unit : AnnexB.accessUnits(Files.readAllBytes(file))) {
                 units++;
                 boolean begins = !isCurrent(SequenceHeader.sizeIn(unit), size);
+                if (begins) {
+                    decoder.finish(); // its last pictures come before the next one's first
+                }
                 boolean came = begins ? decodeFirst(decoder, unit) : decodeOne(decoder, unit, PICTURE_MILLIS);
                 size = decoder.size();
                 pictureless += came ? 0 : 1;
@@ -80,14 +89,16 @@ public final class PlayFile {
     /** All pictures until the decoder is quiet are this unit's; one of them is written. */
     private boolean decodeFirst(StreamDecoder decoder, byte[] unit) throws InterruptedException {
         join(true);
+        long begun = System.nanoTime();
         boolean first = false;
         for (int i = 0; i < MOST_FIRST_UNITS && !first; i++) {
-            first = decodeOne(decoder, unit, i == 0 ? PICTURE_MILLIS : PICTURE_MILLIS / 5);
+            first = decodeOne(decoder, unit, i == 0 ? FIRST_MILLIS : FIRST_MILLIS / 5);
             if (decoder.size() == null) {
                 break; // no configuration yet
             }
         }
-        while (first && awaitMore(came(), QUIET_MILLIS)) {
+        long quiet = Math.max(QUIET_MILLIS, TimeUnit.NANOSECONDS.toMillis(System.nanoTime() - begun) / 2);
+        while (first && awaitMore(came(), quiet)) {
             // one more of it
         }
         join(false);

@@ -78,9 +78,13 @@ final class StreamDecoder implements AutoCloseable {
         return result >= 0;
     }
 
-    /** Waits for what is in the decoder, then closes it. */
     @Override
     public void close() {
+        finish();
+    }
+
+    /** Waits for what is in the decoder, then closes it. A unit that names another size opens one again. */
+    void finish() {
         if (channel == null) {
             return;
         }
@@ -100,7 +104,7 @@ final class StreamDecoder implements AutoCloseable {
     private boolean follow(byte[] unit) {
         SequenceHeader.Size told = SequenceHeader.sizeIn(unit);
         if (told != null && !told.equals(size)) {
-            close();
+            finish();
             size = told;
             open();
         }
