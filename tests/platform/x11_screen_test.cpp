@@ -103,5 +103,17 @@ TEST_F(X11ScreenTest, ServerThatEndsInMidCaptureFailsUntilItIsBack) {
     EXPECT_EQ(loggedCount("captures go on"), 1);
 }
 
+TEST(SigpipeGuardTest, BrokenWriteLeavesTheProcessAlive) {
+    signal(SIGPIPE, SIG_DFL);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    {
+        const SigpipeGuard guard;
+        EXPECT_EQ(write(ends[1], "x", 1), -1);
+    }
+    close(ends[1]);
+}
+
 }  // namespace
 }  // namespace zem::test
