@@ -155,7 +155,8 @@ public class AudioTxChannel extends MediaChannel {
     /**
      * Finds out whether the device is playing sound now, by listening for 0.7 s. Blocks for about two
      * seconds: not for a thread that has to stay responsive. Starts the hook client and stops it again
-     * when it is not running yet; needs no open encoder. False also when nothing can be captured. (The name is misspelt in every release, so it stays.)
+     * when it is not running yet; needs no open encoder. False also when nothing can be captured. (The name
+     * is misspelt in every release, so it stays.)
      */
     public native boolean isAdudioPlaying();
 }
