@@ -18,9 +18,10 @@ enum AudioCodec {
     final int id;
 
     /**
-     * A packet comes right after the capture of some block of sound; the sound of that block comes so many packets
-     * later. A full Vorbis page goes out and the next one begins. AAC's encoder keeps a unit back, and its
-     * transform reaches over one more.
+     * A packet comes within some milliseconds of the capture of a block, the one that completes it; the sound of that
+     * block itself comes so many packets later. So its delay can be told, of one block in a packet: neither the
+     * longest nor the shortest. A full Vorbis page goes out and the next one begins. AAC's encoder keeps a unit
+     * back, and its transform reaches over one more.
      */
     final int packetsBehind;
 
