@@ -75,6 +75,10 @@ final class StreamDecoder implements AutoCloseable {
                 result = channel.decode(input, 0, unit.length);
             }
         }
+        if (result < 0) {
+            // With all its buffers in use the decoder refuses a unit, but has waited for one: the next time it fits.
+            result = channel.decode(input, 0, unit.length);
+        }
         return result >= 0;
     }
 

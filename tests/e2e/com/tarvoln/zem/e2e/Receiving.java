@@ -31,7 +31,8 @@ final class Receiving implements AutoCloseable {
 
     /** The unit's picture as RGB565 words, or null when none comes in time. */
     short[] decode(byte[] unit, long limitMillis) throws InterruptedException {
-        Check.same(0, feed(unit), "a good unit");
+        // With all its buffers in use the decoder refuses a unit once, after waiting for one.
+        Check.that(feed(unit) == 0 || feed(unit) == 0, "a good unit is refused");
         return take(limitMillis);
     }
 
