@@ -173,6 +173,7 @@ TEST_F(HookClient, StopsAndStartsUnderLoad) {
 }
 
 constexpr int kCapacity = 0x100000;
+constexpr int kTwice = 2 * kCapacity;
 
 TEST(HookRing, KeepsTheNewest) {
     const struct {
@@ -180,15 +181,15 @@ TEST(HookRing, KeepsTheNewest) {
     } cases[] = {{600 << 10, 600 << 10, 600 << 10}, {100, 200, 300},           {0, kCapacity, kCapacity},
                  {8, kCapacity + 5, kCapacity},     {kCapacity, 4, kCapacity}, {7, -1, 7},
                  {600 << 10, 700 << 10, 600 << 10}};
-    std::vector<uint8_t> all(2 * kCapacity);
+    std::vector<uint8_t> all(kTwice);
     std::generate(all.begin(), all.end(), [i = 0u]() mutable { return static_cast<uint8_t>(i++ * 31 >> 3); });
     for (const auto& test : cases) {
         AudioHookClient::AudioBuffer ring;
         ring.push(all.data(), test.first);
         ring.push(all.data() + test.first, test.second);
         ring.push(nullptr, 10);
-        std::vector<uint8_t> popped(2 * kCapacity);
-        ASSERT_EQ(ring.pop(popped.data(), 2 * kCapacity), test.kept);
+        std::vector<uint8_t> popped(kTwice);
+        ASSERT_EQ(ring.pop(popped.data(), kTwice), test.kept);
         const int end = test.first + std::max(test.second, 0);
         EXPECT_EQ(memcmp(popped.data(), all.data() + end - test.kept, static_cast<size_t>(test.kept)), 0);
         EXPECT_TRUE(ring.isEmpty());
@@ -207,7 +208,7 @@ TEST(HookRing, NeverTearsABlock) {
             ++pushed;
         }
     });
-    EXPECT_TRUE(soon([&pushed] { return pushed > 2 * kCapacity / 4096; }));
+    EXPECT_TRUE(soon([&pushed] { return pushed > kTwice / 4096; }));
     std::vector<int32_t> block(1024);
     for (int32_t last = 0; last < kBlocks;) {
         const int size = ring.pop(reinterpret_cast<uint8_t*>(block.data()), 4096);

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace zem::test {
 
@@ -13,9 +14,11 @@ SoundServer::SoundServer(const std::string& module) {
         " echo $sound_server $PULSE_SERVER && exec >&- 2>/dev/null && wait; rm -rf $dir' sound '" +
         module + "'";
     mShell = popen(command.c_str(), "re");
-    char address[128];
-    if (mShell != nullptr && fscanf(mShell, "%d %127s", &mPid, address) == 2) {
-        setenv("PULSE_SERVER", address, 1);
+    char line[160];
+    if (mShell != nullptr && fgets(line, sizeof line, mShell) != nullptr) {
+        char* address = nullptr;
+        mPid = static_cast<pid_t>(strtol(line, &address, 10));
+        setenv("PULSE_SERVER", strtok(address, " \n"), 1);
     }
 }
 
