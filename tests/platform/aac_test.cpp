@@ -206,6 +206,7 @@ TEST(Aac, BitRateIsKept) {
 
 // Whatever came before, a whole stream is heard at the end, and the format is still the stream's.
 TEST(Aac, DamageIsSurvived) {
+    const uint8_t kOtherHeader[] = {0xFF, 0xF1, 0x5C, 0x80, 0x40, 0x1F, 0xFC};  // ADTS, 22050 Hz
     const Format format{44100, 2};
     const Bytes pcm = tone(format, kSamples);
     const Packets stream = packetsOf(encoded(format, pcm), 4, true);
@@ -216,15 +217,20 @@ TEST(Aac, DamageIsSurvived) {
         for (const Damage& damage : kDamages) {
             Packets packets = stream;
             damage.apply(packets, random);
-            packets[0].insert(packets[0].begin(), {0xFF, 0xF1, 0x5C, 0x80});  // the header of another format
+            packets[0].insert(packets[0].begin(), kOtherHeader, std::end(kOtherHeader));
             packets.emplace_back(8192, static_cast<uint8_t>(random()));
             for (const Bytes& packet : packets) {
                 client.send(packet, 1);
             }
             client.send(noise(random() % 9, random), 1, OMX_BUFFERFLAG_CODECCONFIG);
+            client.send({0x12, 0x10}, 1, OMX_BUFFERFLAG_CODECCONFIG);
         }
     }
-    client.send({0x12, 0x10}, 2, OMX_BUFFERFLAG_CODECCONFIG);
+    for (const Bytes& packet : stream) {  // not right behind a configuration
+        client.send(packet, 1);
+        client.send({kOtherHeader, std::end(kOtherHeader)}, 1);
+    }
+    EXPECT_EQ(client.changes, 0);
     for (const Bytes& packet : packetsOf(encoded(format, pcm), 4, false)) {
         client.send(packet, 2);
     }

@@ -24,16 +24,27 @@ std::unique_ptr<AacDecoder> AacDecoder::open(const AudioFormat& format) {
 }
 
 bool AacDecoder::configure(const uint8_t* configuration, size_t size) {
-    const bool good = mDecoder.open([&](AVCodecContext* context) {
+    std::vector<uint8_t> wanted(configuration, configuration + size);
+    mConfiguration.swap(wanted);
+    const bool good = reopen();
+    if (good) {
+        mSeen = {};
+    } else {
+        mConfiguration.swap(wanted);
+    }
+    return good;
+}
+
+bool AacDecoder::reopen() {
+    return mDecoder.open([this](AVCodecContext* context) {
+        const size_t size = mConfiguration.size();
         // libavcodec's own, freed with the context.
         context->extradata = static_cast<uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
         if (context->extradata != nullptr) {
-            memcpy(context->extradata, configuration, size);
+            memcpy(context->extradata, mConfiguration.data(), size);
             context->extradata_size = static_cast<int>(size);
         }
     });
-    mSeen = good ? AudioFormat{} : mSeen;
-    return good;
 }
 
 void AacDecoder::send(const uint8_t* units, size_t size, int64_t timestamp) {
@@ -57,18 +68,24 @@ std::optional<AudioBlock> AacDecoder::receive(AudioFormat* format) {
 }
 
 // Raw units do not carry their format: what changes it is most often damage that libavcodec takes for a
-// header or an extension. So a second unit has to say the same; but
-// the first one after a configuration is believed.
+// header or an extension, and then holds on to. So it begins again with the configuration, and a second unit
+// has to say the same; but the first one after a configuration is believed.
 bool AacDecoder::believes(const AVFrame& frame) {
     const AudioFormat format{static_cast<uint32_t>(frame.sample_rate),
                              static_cast<uint32_t>(frame.ch_layout.nb_channels)};
-    const bool again = mSeen == AudioFormat{} || mSeen == format;
+    const bool again = format == mSeen || mSeen == AudioFormat{} || format == mBelieved;
     mSeen = format;
-    if (!(again || format == mBelieved) || !aacHasFormat(format) || frame.format != AV_SAMPLE_FMT_FLTP) {
-        return false;
+    if (again && aacHasFormat(format) && frame.format == AV_SAMPLE_FMT_FLTP) {
+        mBelieved = format;
+        mRefused = false;
+        return true;
     }
-    mBelieved = format;
-    return true;
+    if (!mRefused) {
+        LOGW("AacDecoder: samples of %u channels at %u Hz are dropped", format.channels, format.rate);
+    }
+    mRefused = true;
+    reopen();
+    return false;
 }
 
 void AacDecoder::convert(const AVFrame& frame) {

@@ -32,15 +32,18 @@ class AacDecoder {
 
   private:
     AacDecoder() = default;
+    bool reopen();
     bool believes(const AVFrame& frame);
     void convert(const AVFrame& frame);
 
     AvDecoder mDecoder{"aac"};
-    AudioFormat mBelieved{};     // of the stream
-    AudioFormat mSeen{};         // of the last unit; 0: none has come since the configuration
-    int64_t mPacketTime = 0;     // of the first unit of the last packet
-    int64_t mPacketSamples = 0;  // of each channel, that have come of it
+    std::vector<uint8_t> mConfiguration;  // that mDecoder is open with
+    AudioFormat mBelieved{};              // of the stream
+    AudioFormat mSeen{};                  // of the last unit; 0: none has come since the configuration
+    int64_t mPacketTime = 0;              // of the first unit of the last packet
+    int64_t mPacketSamples = 0;           // of each channel, that have come of it
     std::vector<int16_t> mSamples;
+    bool mRefused = false;  // the last unit's format: only the first of a row is logged
 };
 
 }  // namespace zem
