@@ -5,10 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdio>
-#include <fstream>
-#include <iterator>
-#include <string>
 
 #include "base/clock.h"
 #include "tests/support/log_capture.h"
@@ -59,21 +55,6 @@ TEST(Timing, DelaysAddUpAndWrap) {
     EXPECT_TRUE(zem::test::logged(6, "## TYPE <0> delay (avg of 100 times) : 7."));
     clock.time.tv_usec -= 5000;
     EXPECT_EQ(getTimeDelay(3), 25) << "time that is set back";
-}
-
-TEST(Timing, SavesToAFile) {
-    std::string path = testing::TempDir() + "zem_timing_test";
-    uint8_t bytes[] = {'a', 'b', 'c'};
-    saveAsFile(path.data(), bytes, 3);
-    saveAsFile(path.data(), bytes, 2);
-    std::ifstream file(path);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "ab");
-    file.close();
-    std::string nowhere = path + "/x";
-    saveAsFile(nowhere.data(), bytes, 3);
-    EXPECT_EQ(std::remove(path.c_str()), 0);
-    EXPECT_TRUE(
-        zem::test::logged(6, "void saveAsFile(char*, uint8_t*, int) cannot open " + nowhere + " to save"));
 }
 
 }  // namespace
