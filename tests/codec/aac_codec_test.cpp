@@ -93,7 +93,11 @@ class AacCodecTest : public testing::Test {
     }
     /// A call's result on a thread of its own, after `wake` was called when it had begun to wait.
     int blockedUntil(const std::function<void()>& wake) {
+        forgetLog();
         auto result = std::async(std::launch::async, [this] { return send(); });
+        while (loggedCount(":before ") == 0) {  // from here on outputs count for this call
+            std::this_thread::yield();
+        }
         EXPECT_EQ(result.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
         wake();
         if (result.wait_for(kSoon) != std::future_status::ready) {
