@@ -119,22 +119,14 @@ public final class SoundTest {
         return Arrays.stream(chord).mapToDouble(hertz -> Tone.share(samples, first, 2, count, hertz)).sum();
     }
 
-    /** The second after the first half, in which playing and coding have begun. */
+    /** The second after the first half, in which playing and coding have begun; 0.1 Hz beside it is less. */
     private static void verify(ByteArrayOutputStream pcm, int channels, String what) {
         ShortBuffer samples = Tone.samples(pcm.toByteArray());
         Check.between(Tone.RATE * 3L / 2 * channels, Integer.MAX_VALUE, samples.capacity(), what + ": samples");
         for (int channel = 0; channel < channels; channel++) {
-            int first = Tone.RATE / 2 * channels + channel;
-            int expected = channel == 0 ? LEFT : RIGHT;
-            double best = 0;
-            double share = 0;
-            for (double hertz = expected - 3; hertz <= expected + 3; hertz += 0.25) {
-                double at = Tone.share(samples, first, channels, Tone.RATE, hertz);
-                best = at > share ? hertz : best;
-                share = Math.max(share, at);
-            }
-            Check.that(Math.abs(best - expected) <= 1 && share > 0.98,
-                    what + ": channel " + channel + " has " + best + " Hz with a share of " + share);
+            double share = Tone.share(samples, Tone.RATE / 2 * channels + channel, channels, Tone.RATE,
+                    channel == 0 ? LEFT : RIGHT);
+            Check.that(share > 0.98, what + ": channel " + channel + " is only to " + share + " its tone");
         }
     }
 }
