@@ -10,12 +10,18 @@
 namespace {
 
 constexpr int kEndLimitMillis = 3000;
+// How often the wait looks up: another codec may take the post that was meant for this one.
+constexpr int kLookMillis = 500;
 constexpr int kNever = -2;
+
+bool isBefore(const timespec& one, const timespec& other) {
+    return one.tv_sec < other.tv_sec || (one.tv_sec == other.tv_sec && one.tv_nsec < other.tv_nsec);
+}
 
 bool isPast(const timespec& deadline) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
+    return !isBefore(now, deadline);
 }
 
 }  // namespace
@@ -36,8 +42,9 @@ int sendEndOfInput(void* handle, int timestamp, InputSemaphore& semaphore, const
         if (result == kNever) {
             return result;  // no later try can succeed
         }
-        const bool posted = semaphore.waitUntil(deadline, function) == 0;
-        if (!posted || isPast(deadline)) {
+        const timespec look = deadlineAfterMillis(kLookMillis);
+        semaphore.waitUntil(isBefore(look, deadline) ? look : deadline, function);
+        if (isPast(deadline)) {
             LOGE("%s : the component keeps its input buffers", function);
             return OMX_RESULT_TIMED_OUT;
         }
