@@ -52,7 +52,9 @@ bool KivContext::startAudioHookClient() {
 
 void KivContext::stopAudioHookClient() {
     mAudioHookRunning = false;
-    while (mAudioEncodeBusy.hasOthers()) {
+    // Who is inside itself, called by Java out of a delivery, ends nothing that others use, and so has
+    // nothing to wait for: two of them would wait for each other.
+    while (!mAudioEncodeBusy.hasOwn() && mAudioEncodeBusy.hasOthers()) {
         zem::sleepMicros(10000);
     }
     if (!mAudioHookClient.get()) {
@@ -63,9 +65,8 @@ void KivContext::stopAudioHookClient() {
         mAudioHookClient.remove();
         return;
     }
-    // Called by Java out of a delivery, maybe on the hook library's thread. That thread has to go back into
-    // the library, so the library stays loaded: the client stops now and goes with the next call from
-    // elsewhere.
+    // Maybe on the hook library's thread, which has to go back into the library, so that stays loaded: the
+    // client stops now and goes with the next call from elsewhere.
     if (const auto client = mAudioHookClient.get()) {
         client.codec->stop();
     }

@@ -141,7 +141,8 @@ class KivContext {
     bool openAudioHookClient();
     /// From now on the system's sound goes to the audio encoder.
     bool startAudioHookClient();
-    /// Waits without limit until no thread but the caller is inside encodeAudio, then ends the client.
+    /// Waits without limit until no thread is inside encodeAudio, then ends the client. Out of a delivery,
+    /// waits for none and only stops it.
     void stopAudioHookClient();
     /// Hz; 48000 without a client.
     int getAudioHookClientSampleRate();

@@ -220,6 +220,17 @@ TEST_F(Audio, JavaMayCallOutOfADelivery) {
     ASSERT_TRUE(openRx(4, pool));
     EXPECT_EQ(decode(1), 8);
     EXPECT_EQ(pool.used().size(), 3u);
+    std::atomic<int> inside{0};
+    mSound.beforeUsed = [&] {
+        for (++inside; inside < 2;) {
+            std::this_thread::yield();
+        }
+        session().stopAudioHookClient();
+    };
+    ASSERT_TRUE(openTx(4, mSound) && hook());
+    std::thread hooked([&] { bring(Bytes(8)); });
+    EXPECT_EQ(encode(1), 8) << "two at once: neither waits for the other";
+    hooked.join();
     session().stopAudioHookClient();
 }
 
