@@ -19,7 +19,6 @@ class AudioHookClient::AudioBuffer {
     void push(const uint8_t* source, int size);
     /// Takes at most `max` bytes out; returns how many.
     int pop(uint8_t* target, int max);
-    bool isEmpty() const { return count == 0; }
 
   private:
     const std::unique_ptr<uint8_t[]> data{new uint8_t[kCapacity]};

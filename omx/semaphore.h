@@ -3,8 +3,6 @@
 
 #include <semaphore.h>
 
-#include <cerrno>
-
 #include "base/clock.h"
 
 namespace zem {
@@ -20,13 +18,7 @@ class Semaphore {
     /// True when it was posted, false when the time was up.
     bool wait(int milliseconds) { return semTimeWait(&mSemaphore, milliseconds) == 0; }
     /// True when it was posted, false past the absolute `deadline` (CLOCK_REALTIME).
-    bool waitUntil(const timespec& deadline) {
-        int result = 0;
-        do {
-            result = sem_timedwait(&mSemaphore, &deadline);
-        } while (result == -1 && errno == EINTR);
-        return result == 0;
-    }
+    bool waitUntil(const timespec& deadline) { return semWaitUntil(&mSemaphore, deadline) == 0; }
     /// Takes one pending post, if there is one.
     void tryWait() { sem_trywait(&mSemaphore); }
     /// Takes all pending posts.
