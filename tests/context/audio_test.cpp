@@ -42,6 +42,9 @@ class Audio : public Bridge {
             EXPECT_TRUE(logged(6, line)) << line;
         }
     }
+    static int rateAndFormat() {
+        return session().getAudioHookClientSampleRate() + session().getAudioHookClientOutputFormat();
+    }
 
     FakeHook mHook;
     FakeClock mClock{1000};
@@ -51,7 +54,6 @@ class Audio : public Bridge {
 TEST_F(Audio, VolumeFollowsTheStateInPlace) {
     ASSERT_TRUE(openTx(4, mSound) && hook());
     const int gains[] = {0, 250355, 104208, 44339, 31927, 21723, 14801, 10658, 7259, 4951, 0};
-    const int16_t hundred[] = {100, 6112, 2544, 1082, 779, 530, 361, 260, 177, 120, 100};
     const int16_t loud[] = {300, 536, 537, -400, -537, 32767, -32768};
     for (int state = 10; state >= 0; --state) {
         const std::string text = std::to_string(state);
@@ -61,7 +63,7 @@ TEST_F(Audio, VolumeFollowsTheStateInPlace) {
         Bytes memory(18, 0x64);  // the block: 100 and an odd byte at an odd address, or 7 samples
         memory[2] = 0;
         mHook->sendBlock(&memory[1], 5);
-        EXPECT_EQ(memory[1] + 256 * memory[2], hundred[state]) << state;
+        EXPECT_EQ(memory[1] + 256 * memory[2], state % 10 != 0 ? 100 * gains[state] >> 12 : 100) << state;
         EXPECT_EQ(memory[5], 0x64) << "the odd byte";
         EXPECT_EQ(fakeAac().blocks.back(), Bytes(&memory[1], &memory[6]));
         if (state == 1) {
@@ -149,13 +151,10 @@ TEST_F(Audio, TheCallbackTakesOnlySound) {
     bring(Bytes(8));
     mVm.failAttach = false;
     EXPECT_EQ(loggedCount("8 bytes dropped"), 1);
-    fakeAac().gathers = {1};
-    mSound.throwing = "addUsedBuffer";
-    bring(Bytes(8));
     EXPECT_TRUE(hook() && session().hookCallbackCount() == 0);
     session().closeAudioEncoder();
     bring(Bytes(8));
-    EXPECT_EQ(fakeAac().blocks.size(), 21u);
+    EXPECT_EQ(fakeAac().blocks.size(), 20u);
     EXPECT_EQ(mClock.sleepsOf(200000), 2);
 }
 
@@ -167,9 +166,9 @@ TEST_F(Audio, TheProbeCountsTheBlocksOf700Milliseconds) {
     EXPECT_THAT(clock.sleeps, ElementsAre(100000, 300000, 700000, 200000, 1000000));
     blocks = 10;
     EXPECT_TRUE(probe() && !session().isAudioHookRunning());
-    EXPECT_EQ(session().getAudioHookClientSampleRate() + session().getAudioHookClientOutputFormat(), 48001);
+    EXPECT_EQ(rateAndFormat(), 48001);
     EXPECT_TRUE(hook() && probe() && session().isAudioHookRunning()) << "one that ran goes on";
-    EXPECT_EQ(session().getAudioHookClientSampleRate() + session().getAudioHookClientOutputFormat(), 88200);
+    EXPECT_EQ(rateAndFormat(), 88200);
     session().stopAudioHookClient();
     mHook->refuses = true;
     EXPECT_FALSE(probe() || session().startAudioHookClient());

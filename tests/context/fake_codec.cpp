@@ -1,6 +1,5 @@
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <thread>
 
@@ -20,31 +19,10 @@ std::unique_ptr<FakeEncoder> gEncoder = std::make_unique<FakeEncoder>();
 std::unique_ptr<FakeDecoder> gDecoder = std::make_unique<FakeDecoder>();
 std::unique_ptr<FakeAac> gAac = std::make_unique<FakeAac>();
 
-void deliverUnit(uint8_t* data, int size) {
-    copyBufferForEncoder(data, size);
-    if (KivContext* context = KivContext::existingInstance()) {
-        context->SetEncodedSize(context->GetEncodedSize());  // holds the encoder for a moment
-    }
-}
-
-void deliverPicture(uint8_t* data, int size) {
-    copyBufferForDecoder(data, size);
-    if (KivContext* context = KivContext::existingInstance()) {
-        context->SetDecodedSize(context->GetDecodedSize());
-    }
-}
-
-void deliverSound(uint8_t* data, int size) {
-    copyBufferForAudioEncoder(data, size);
-    if (KivContext* context = KivContext::existingInstance()) {
-        context->GetAudEncodedSize();
-    }
-}
-
 /// One codec, with its output thread.
 class Life {
   public:
-    Life(FakeCodec& kind, void (*deliver)(uint8_t*, int)) : mKind(kind), mDeliver(deliver) {
+    Life(FakeCodec& kind, int (*deliver)(uint8_t*, int)) : mKind(kind), mDeliver(deliver) {
         mKind.overlappingLives += mKind.living++ != 0 ? 1 : 0;
     }
 
@@ -64,13 +42,7 @@ class Life {
         std::lock_guard<std::mutex> lock(mKind.mutex);
         mKind.opens.push_back(arguments);
         if (!mKind.output.empty()) {
-            mThread = std::thread([this, unit = mKind.output]() mutable {
-                while (!mEnded) {
-                    mDeliver(unit.data(), static_cast<int>(unit.size()));
-                    std::this_thread::sleep_for(
-                        std::chrono::microseconds(100));  // lets others have the locks
-                }
-            });
+            mThread = std::thread([this, unit = mKind.output]() mutable { play(unit); });
         }
         return mKind.openResult;
     }
@@ -95,35 +67,32 @@ class Life {
     }
 
   private:
+    void play(std::vector<uint8_t>& unit) {
+        while (!mEnded) {
+            mDeliver(unit.data(), static_cast<int>(unit.size()));
+            if (KivContext* context = KivContext::existingInstance()) {  // holds the codecs for a moment
+                context->SetEncodedSize(context->GetEncodedSize());
+                context->SetDecodedSize(context->GetDecodedSize());
+                context->GetAudEncodedSize();
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(100));  // lets others have the locks
+        }
+    }
+
     FakeCodec& mKind;
-    void (*const mDeliver)(uint8_t*, int);
+    int (*const mDeliver)(uint8_t*, int);
     std::atomic<bool> mEnded{false};
     std::thread mThread;
 };
 
-std::mutex gMutex;
-std::map<const omxCodecCommon*, std::unique_ptr<Life>> gLives;  // guarded by gMutex
-
-void begin(const omxCodecCommon* codec, FakeCodec& kind, void (*deliver)(uint8_t*, int)) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    gLives[codec] = std::make_unique<Life>(kind, deliver);
+/// What stands here for the component.
+Life& lifeOf(void* handle) {
+    return *static_cast<Life*>(handle);
 }
 
-Life& lifeOf(const omxCodecCommon* codec) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    return *gLives.at(codec);
-}
-
-void end(const omxCodecCommon* codec) {
-    std::unique_lock<std::mutex> lock(gMutex);
-    const std::unique_ptr<Life> life = std::move(gLives[codec]);
-    gLives.erase(codec);
-    lock.unlock();  // before the life ends: its thread may be asking whether the codec is open
-}
-
-int feedAac(const omxCodecCommon* codec, codecUserData& record, const uint8_t* data, int size) {
+int feedAac(void* handle, codecUserData& record, const uint8_t* data, int size) {
     const auto note = [=] { fakeAac().blocks.emplace_back(data, data + size); };
-    const int result = lifeOf(codec).call(record.closeRequested, note);
+    const int result = lifeOf(handle).call(record.closeRequested, note);
     pthread_mutex_lock(&record.mutex);
     record.outputBuffer = fakeAac().gathers.data();
     record.outputUsed = static_cast<int>(fakeAac().gathers.size());
@@ -153,6 +122,7 @@ void resetFakeCodecs() {
 
 using zem::test::fakeDecoder;
 using zem::test::fakeEncoder;
+using zem::test::Life;
 using zem::test::lifeOf;
 
 omxCodecCommon::omxCodecCommon(const char*) : mUserData(new codecUserData) {}
@@ -169,7 +139,7 @@ void omxCodecCommon::SetUsedSize(int size) {
     mUserData->outputUsed = size;
 }
 int omxCodecCommon::IsOpen() const {
-    return lifeOf(this).isOpen();
+    return lifeOf(mHandle).isOpen();
 }
 void omxCodecCommon::requestClose() {
     mUserData->closeRequested = true;
@@ -185,10 +155,10 @@ GatheredOutput omxCodecCommon::takeGathered() {
 }
 
 omxMpegVideoEncoder::omxMpegVideoEncoder(const char* name) : omxCodecCommon(name) {
-    zem::test::begin(this, fakeEncoder(), zem::test::deliverUnit);
+    mHandle = new Life(fakeEncoder(), copyBufferForEncoder);
 }
 omxMpegVideoEncoder::~omxMpegVideoEncoder() {
-    zem::test::end(this);
+    delete &lifeOf(mHandle);
 }
 int omxMpegVideoEncoder::open(int format, int width, int height, int bitrate, int frameRate,
                               int gopAndRateControl, bool headerOnly) {
@@ -197,12 +167,12 @@ int omxMpegVideoEncoder::open(int format, int width, int height, int bitrate, in
     char text[128];
     snprintf(text, sizeof text, "%d %dx%d %d %d %x %d", format, width, height, bitrate, frameRate,
              static_cast<unsigned>(gopAndRateControl), headerOnly ? 1 : 0);
-    return lifeOf(this).open(text);
+    return lifeOf(mHandle).open(text);
 }
 int omxMpegVideoEncoder::encode(uint8_t* out, int outSize, const uint8_t* in, int inStride) {
     const int size = mSkipConversion ? mWidth * mHeight * 3 / 2 : 4 * inStride * mHeight;
     static_cast<void>(std::vector<uint8_t>(in, in + size));  // reads what the real one reads
-    return lifeOf(this).call(mUserData->closeRequested, [&] {
+    return lifeOf(mHandle).call(mUserData->closeRequested, [&] {
         const bool nothing = out == nullptr;
         fakeEncoder().calls.push_back({in, nothing ? -1 : outSize, inStride, mSkipConversion, in[0]});
     });
@@ -225,17 +195,17 @@ int omxMpegVideoEncoder::getHardwareBase() const {
 }
 
 omxMpegVideoDecoder::omxMpegVideoDecoder(const char* name) : omxCodecCommon(name) {
-    zem::test::begin(this, fakeDecoder(), zem::test::deliverPicture);
+    mHandle = new Life(fakeDecoder(), copyBufferForDecoder);
 }
 omxMpegVideoDecoder::~omxMpegVideoDecoder() {
-    zem::test::end(this);
+    delete &lifeOf(mHandle);
 }
 int omxMpegVideoDecoder::open(int width, int height) {
-    return lifeOf(this).open(std::to_string(width) + "x" + std::to_string(height));
+    return lifeOf(mHandle).open(std::to_string(width) + "x" + std::to_string(height));
 }
 int omxMpegVideoDecoder::decode(uint8_t* data, int size) {
-    return lifeOf(this).call(mUserData->closeRequested,
-                             [=] { fakeDecoder().units.emplace_back(data, data + size); });
+    return lifeOf(mHandle).call(mUserData->closeRequested,
+                                [=] { fakeDecoder().units.emplace_back(data, data + size); });
 }
 int omxMpegVideoDecoder::getBitmap(AndroidBitmapInfo* info, uint8_t* pixels) {
     pixels[info->stride * info->height - 1] = 77;  // the last byte that `info` promises
@@ -254,17 +224,17 @@ void omxMpegVideoDecoder::close(bool skipFinal) {
 }
 
 zem::AacCodec::AacCodec(const char* name, const char* /*usualName*/) : omxCodecCommon(name) {
-    test::begin(this, test::fakeAac(), test::deliverSound);
+    mHandle = new Life(test::fakeAac(), copyBufferForAudioEncoder);
 }
 omxAacEncoder::omxAacEncoder(const char* name) : AacCodec(name, nullptr) {}
 omxAacEncoder::~omxAacEncoder() {
-    zem::test::end(this);
+    delete &lifeOf(mHandle);
 }
 int omxAacEncoder::init(int /*channels*/, int /*samplingRate*/, int bitrateIndex) {
-    return lifeOf(this).open(std::to_string(bitrateIndex));
+    return lifeOf(mHandle).open(std::to_string(bitrateIndex));
 }
 int omxAacEncoder::encode(uint8_t* pcm, int size) {
-    return zem::test::feedAac(this, *mUserData, pcm, size);
+    return zem::test::feedAac(mHandle, *mUserData, pcm, size);
 }
 int omxAacEncoder::getData(uint8_t* /*out*/, int /*max*/) {
     return 0;
@@ -273,15 +243,15 @@ void omxAacEncoder::omx_send_final_data() {}
 
 omxAacDecoder::omxAacDecoder(const char* name) : AacCodec(name, nullptr) {}
 omxAacDecoder::~omxAacDecoder() {
-    zem::test::end(this);
+    delete &lifeOf(mHandle);
 }
 int omxAacDecoder::init(int channels, int samplingRate, int /*bitrate*/) {
     mChannels = channels;
     mSamplingRate = samplingRate;
-    return lifeOf(this).open("");
+    return lifeOf(mHandle).open("");
 }
 int omxAacDecoder::decode(uint8_t* aac, int size) {
-    return zem::test::feedAac(this, *mUserData, aac, size);
+    return zem::test::feedAac(mHandle, *mUserData, aac, size);
 }
 int omxAacDecoder::getData(uint8_t* /*out*/, int /*max*/) {
     return 0;

@@ -1,8 +1,11 @@
-// Proves the receive path step by step on a fake decoder: what opens, how long a re-open waits and for what,
-// which unit a stream header takes the place of, what closing lets go. Catches a header decoded twice or
-// kept past the close, a dump that reads past a short unit, a wait
-// before the decoder is gone in place of after it.
+// Proves the session's life, its header slot and the receive path on a fake decoder. Catches a second session
+// by two first callers, a header published before it is filled, decoded twice or kept past the close, a dump
+// that reads past a short unit, a wait before the decoder is gone in place of after it.
 #include <gmock/gmock.h>
+
+#include <numeric>
+#include <set>
+#include <thread>
 
 #include "context/hand_off.h"
 #include "context/kiv_context.h"
@@ -19,71 +22,93 @@ using Bytes = std::vector<uint8_t>;
 
 class Receive : public ::testing::Test {
   protected:
-    void SetUp() override {
+    Receive() {
         resetFakeMedia();
         forgetLog();
+        context();  // hand-offs make none
     }
-    void TearDown() override {
+    ~Receive() override {
         resetFakeMedia();
         EXPECT_EQ(fakeDecoder().living, 0);
     }
 
     static KivContext& context() { return *KivContext::getInstance(); }
-    void open() { ASSERT_TRUE(context().openVideoDecoder(2, 64, 48)); }
+    static bool open(int id = 2) { return context().openVideoDecoder(id, 64, 48); }
     static void keepHeader(Bytes header) {
-        ASSERT_NE(context().keepEncoderHeader(header.data(), static_cast<int>(header.size())), nullptr);
+        copyHeaderForDecoder(header.data(), static_cast<int>(header.size()));
     }
-    /// In memory of exactly its size.
-    static int decode(const Bytes& unit, int flag = 1) {
-        const auto copy = std::make_unique<uint8_t[]>(unit.size());
-        std::copy(unit.begin(), unit.end(), copy.get());
-        return context().decodeVideo(copy.get(), static_cast<int>(unit.size()), flag);
+    /// A copy: memory of exactly its size.
+    static int decode(Bytes unit) {
+        return context().decodeVideo(unit.data(), static_cast<int>(unit.size()), 1);
     }
-    static std::vector<Bytes>& units() { return fakeDecoder().units; }
+    const std::shared_ptr<KivContext::DataCallback> mSink =
+        std::make_shared<KivContext::DataCallback>(nullptr, nullptr);
 };
 
-/// 0x10, 0x11, ...
-Bytes rising(int size) {
-    Bytes bytes(static_cast<size_t>(size));
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<uint8_t>(0x10 + i);
+TEST_F(Receive, OneSessionForAllFirstCallers) {
+    for (int round = 0; round < 50; ++round) {
+        KivContext::deleteInstance();
+        uint8_t byte = 0;
+        EXPECT_EQ(copyBufferForEncoder(&byte, 1) + copyBufferForAudioDecoder(&byte, 1), 0);
+        copyHeaderForDecoder(&byte, 1);
+        EXPECT_EQ(KivContext::existingInstance(), nullptr) << "a hand-off makes none";
+        KivContext* seen[4] = {};
+        std::vector<std::thread> threads;
+        for (KivContext*& one : seen) {
+            threads.emplace_back([&one] { one = KivContext::getInstance(); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(std::set<KivContext*>(seen, seen + 4).size(), 1u);
     }
-    return bytes;
+}
+
+TEST_F(Receive, TheFirstHeaderIsKeptWhole) {
+    Bytes big(100000, 1);
+    copyHeaderForDecoder(big.data(), 0);
+    copyHeaderForDecoder(big.data(), -1);
+    EXPECT_FALSE(context().ReadyEncoderHeader());
+    // A poller sees nothing or all of it.
+    std::thread poller([&] {
+        while (!context().ReadyEncoderHeader()) {
+        }
+        const auto header = context().encoderHeader();
+        EXPECT_EQ(Bytes(header->data.get(), header->data.get() + header->size), big);
+    });
+    keepHeader(big);
+    keepHeader({2, 2});
+    poller.join();
+    EXPECT_EQ(context().encoderHeader()->size, 100000);
 }
 
 // A sender's header may come before the decoder is ready for it.
 TEST_F(Receive, ADecoderThatFailsToOpenLeavesTheHeader) {
     fakeDecoder().openResult = 0;
     keepHeader({1, 2, 3});
-    EXPECT_FALSE(context().openVideoDecoder(2, 64, 48));
+    EXPECT_TRUE(!open() && fakeDecoder().living == 0);
     EXPECT_TRUE(logged(6, "omxMpegVideoDecoder::open, id=2 failed"));
-    EXPECT_EQ(fakeDecoder().living, 0);
     EXPECT_EQ(decode({7, 7}), -1);
     EXPECT_TRUE(context().ReadyEncoderHeader());
     fakeDecoder().openResult = 1;
-    open();
-    EXPECT_THAT(fakeDecoder().opens, ElementsAre("64x48", "64x48"));
+    ASSERT_TRUE(open());
     fakeDecoder().result = -5;
     EXPECT_EQ(decode({7, 7}), -1);
-    EXPECT_THAT(units(), ElementsAre(Bytes{1, 2, 3}));
+    EXPECT_THAT(fakeDecoder().units, ElementsAre(Bytes{1, 2, 3}));
     EXPECT_FALSE(context().ReadyEncoderHeader()) << "a refused one is used up too";
-    EXPECT_FALSE(context().openVideoDecoder(1, 64, 48));
-    EXPECT_EQ(fakeDecoder().living, 0) << "the former decoder goes first";
+    EXPECT_TRUE(!open(1) && fakeDecoder().living == 0) << "the former decoder goes first";
 }
 
 // The id is one for both directions: a refused open of the encoder blinds the decoder's queries.
 TEST_F(Receive, QueriesFollowTheIdThatWasOpenedLast) {
-    open();
+    ASSERT_TRUE(open());
     fakeDecoder().openUntilDestroyed = true;
-    EXPECT_TRUE(context().IsDecoderOpen());
-    context().SetDecodedSize(5);
-    EXPECT_EQ(context().GetDecodedSize(), 5);
     fakeDecoder().result = 3;
+    context().SetDecodedSize(5);
+    EXPECT_TRUE(context().IsDecoderOpen() && context().GetDecodedSize() == 5);
     EXPECT_FALSE(context().openVideoEncoder(1, 1, 2, 3, false));
-    EXPECT_FALSE(context().IsDecoderOpen());
-    EXPECT_EQ(context().GetDecoderBuffer(), nullptr);
-    EXPECT_EQ(context().GetDecodedSize(), 0);
-    EXPECT_EQ(decode({7}, 1), 3) << "decoded all the same";
+    EXPECT_FALSE(context().IsDecoderOpen() || context().GetDecoderBuffer() || context().GetDecodedSize());
+    EXPECT_EQ(decode({7}), 3) << "decoded all the same";
     EXPECT_TRUE(logged(6, "int KivContext::decodeVideo(uint8_t*, int, int) not implemented"));
     EXPECT_FALSE(context().openVideoEncoder(2, 1, 2, 3, false)) << "no input, but the id counts";
     EXPECT_TRUE(context().IsDecoderOpen());
@@ -102,24 +127,24 @@ TEST_F(Receive, AHeaderIsDecodedInPlaceOfExactlyOneUnit) {
     const Bytes header{1, 2, 3, 4, 5};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.size);
-        open();
-        units().clear();
+        ASSERT_TRUE(open());
+        fakeDecoder().units.clear();
         keepHeader(header);
         forgetLog();
-        EXPECT_EQ(decode(rising(row.size)), 0);
-        const std::string size = "(size:" + std::to_string(row.size) + ")";
-        std::vector<std::string> expected{"mVideoDecoder->decode: send encoder header " + size};
+        Bytes unit(static_cast<size_t>(row.size));
+        std::iota(unit.begin(), unit.end(), uint8_t{0x10});
+        EXPECT_EQ(decode(unit) + decode(unit), 0);
+        const std::string size = std::to_string(row.size);
+        std::vector<std::string> expected{"mVideoDecoder->decode: send encoder header (size:" + size + ")"};
         for (const std::string& line : row.dump) {
-            expected.push_back("dec/org: size:" + std::to_string(row.size) + line);
+            expected.push_back("dec/org: size:" + size + line);
         }
         std::vector<std::string> got;
         for (const LogLine& line : loggedLines()) {
             got.push_back(line.text);
         }
         EXPECT_EQ(got, expected);
-        EXPECT_FALSE(context().ReadyEncoderHeader());
-        EXPECT_EQ(decode(rising(row.size)), 0);
-        EXPECT_THAT(units(), ElementsAre(header, rising(row.size)));
+        EXPECT_THAT(fakeDecoder().units, ElementsAre(header, unit));
     }
 }
 
@@ -127,13 +152,12 @@ TEST_F(Receive, ClosingLetsTheDecoderItsSinkAndTheHeaderGo) {
     for (const int how : {-1, 0, 1}) {  // without a close type, in order, at once
         SCOPED_TRACE(how);
         resetFakeMedia();
-        const auto sink = std::make_shared<KivContext::DataCallback>(nullptr, nullptr);
-        context().setSink(KivContext::Sink::Decoder, sink);
-        open();
+        context().setSink(KivContext::Sink::Decoder, mSink);
+        ASSERT_TRUE(open());
         keepHeader({1, 2});
         how < 0 ? context().closeVideoDecoder() : context().closeVideoDecoder(how == 1);
         EXPECT_EQ(fakeDecoder().living, 0);
-        EXPECT_EQ(sink.use_count(), 1);
+        EXPECT_EQ(mSink.use_count(), 1);
         EXPECT_FALSE(context().ReadyEncoderHeader());
         EXPECT_EQ(fakeDecoder().closes, how < 0 ? std::vector<bool>{} : std::vector<bool>{how == 1});
     }
@@ -155,16 +179,15 @@ TEST_F(Receive, ReopeningWaitsForADecoderThatIsStillOpen) {
         resetFakeMedia();
         std::vector<int> living;
         SteppedClock clock([&living](size_t) { living.push_back(fakeDecoder().living); });
-        const auto sink = std::make_shared<KivContext::DataCallback>(nullptr, nullptr);
-        context().setSink(KivContext::Sink::Decoder, sink);
-        open();
+        context().setSink(KivContext::Sink::Decoder, mSink);
+        ASSERT_TRUE(open());
         keepHeader({1});
         fakeDecoder().openUntilDestroyed = true;
         fakeDecoder().closesAtQuery = row.closesAtQuery;
-        open();
+        EXPECT_TRUE(open());
         EXPECT_EQ(clock.sleeps, row.sleeps);
         EXPECT_EQ(living, row.living);
-        EXPECT_EQ(sink.use_count(), 2) << "the sink is for the new decoder";
+        EXPECT_EQ(mSink.use_count(), 2) << "the sink is for the new decoder";
         EXPECT_TRUE(context().ReadyEncoderHeader());
     }
 }
