@@ -10,7 +10,7 @@
 
 #include "audio/audio_hook_buffer.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/sound_server.h"
+#include "tests/support/server.h"
 
 extern "C" {
 int32_t getAudioHookMixerOutput();

@@ -5,7 +5,7 @@
 
 #include "omx/qcom_omx_interface_audio_dec.h"
 #include "omx/qcom_omx_interface_audio_enc.h"
-#include "tests/omx/decoder_fixture.h"
+#include "tests/omx/omx_fixture.h"
 
 namespace zem::test {
 namespace {
@@ -14,10 +14,7 @@ constexpr auto kFormatIndex = OMX_IndexParamAudioPortFormat;
 
 class AudioTest : public DecoderTest {
   protected:
-    AudioTest() {
-        mService = std::make_unique<FakeMediaService>(mOmx);
-        listAac();
-    }
+    AudioTest() { listAac(); }
     void listAac() {
         OMX_AUDIO_PARAM_PORTFORMATTYPE format{};
         format.eEncoding = OMX_AUDIO_CodingAAC;
@@ -31,9 +28,6 @@ class AudioTest : public DecoderTest {
         *result = Component::Create(&component, &params);
         return std::unique_ptr<Component>(component);
     }
-    OMX_PARAM_PORTDEFINITIONTYPE port(OMX_U32 index) const {
-        return mOmx->parameter<OMX_PARAM_PORTDEFINITIONTYPE>(OMX_IndexParamPortDefinition, index);
-    }
     OMX_AUDIO_PARAM_PCMMODETYPE pcm(OMX_U32 index) const {
         return mOmx->parameter<OMX_AUDIO_PARAM_PCMMODETYPE>(OMX_IndexParamAudioPcm, index);
     }
@@ -44,7 +38,7 @@ class AudioTest : public DecoderTest {
         EXPECT_EQ(28, Component::Create(&unconnected, nullptr));
         delete unconnected;
         int result = 0;
-        EXPECT_EQ(nullptr, made<Component>(2, &result, "OMX.other"));
+        EXPECT_EQ(nullptr, made<Component>(2, &result, "OMX.none"));
         EXPECT_EQ(6, result);
         mOmx->refuse("allocateNode");
         EXPECT_EQ(nullptr, made<Component>(2, &result));
@@ -132,7 +126,7 @@ TEST_F(AudioTest, DecoderDeliversRightAfterAChange) {
     ASSERT_TRUE(change(7, 7, 3));
     EXPECT_EQ(0, mDecoder->portWidth(1)) << "no picture";
     mOmx->queueOutput({1, 2});
-    EXPECT_TRUE(eventually([this] { return pictures() == 1; }));
+    EXPECT_TRUE(delivered(1));
     const LongWaits waits(mClock);
     mOmx->sendEvent(OMX_EventError, 1, 2);
     EXPECT_EQ(27, boundedDeInit(false)) << "an error ends the wait for the last output";

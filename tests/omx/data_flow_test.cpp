@@ -160,7 +160,7 @@ TEST_F(DataFlowTest, RefusedResubmissionLosesOnlyItsBuffer) {
 }
 
 TEST_F(DataFlowTest, ComponentsOwnHeapIsWhereItsOutputLies) {
-    BareComponent component(BareComponent::kSharedMemory, BareComponent::kComponentAllocates);
+    BareComponent component(true);
     android::sp<android::MemoryDealer> dealer = new android::MemoryDealer(4096, "own heap");
     const android::sp<android::IMemory> block = dealer->allocate(4096);
     memcpy(block->pointer(), "heap", 4);

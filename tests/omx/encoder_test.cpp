@@ -16,28 +16,22 @@ class EncoderTest : public OmxTest {
         EXPECT_EQ(0, QcomOmxInterfaceEncoder::Create(&encoder, &params));
         return std::unique_ptr<QcomOmxInterfaceEncoder>(encoder);
     }
-    OMX_PARAM_PORTDEFINITIONTYPE port(OMX_U32 index) const {
-        return mOmx->parameter<OMX_PARAM_PORTDEFINITIONTYPE>(OMX_IndexParamPortDefinition, index);
-    }
 };
 
+constexpr const char* kBackup = "allocateBufferWithBackup";
 constexpr auto kNv12 = OMX_COLOR_FormatYUV420SemiPlanar;
 
 TEST_F(EncoderTest, EachChipGetsItsPortsAndBuffers) {
-    struct Chip {
+    const struct {
         int hardwareBase;
-        const char* inputCall;
-        const char* outputCall;
+        std::string inputCall, outputCall;
         OMX_COLOR_FORMATTYPE colour;
-        OMX_U32 inputSize;
-        OMX_U32 outputSize;
-    };
-    for (const Chip& chip : {Chip{HW_BASE_QCOM_8974, "useBuffer 0", "useBuffer 1", kNv12, 4096, 4096},
-                             Chip{HW_BASE_SEC, "useBuffer 0", "useBuffer 1", kNv12, 1024000, 4096},
-                             Chip{HW_BASE_EXYNOS, "allocateBufferWithBackup 0", "allocateBufferWithBackup 1",
-                                  kNv12, 1024000, 230400},
-                             Chip{HW_BASE_TARN, "allocateBufferWithBackup 0", "useBuffer 1",
-                                  OMX_COLOR_FormatYUV420Planar, 4096, 4096}}) {
+        OMX_U32 inputSize, outputSize;
+    } chips[] = {{HW_BASE_QCOM_8974, "useBuffer", "useBuffer", kNv12, 4096, 4096},
+                 {HW_BASE_SEC, "useBuffer", "useBuffer", kNv12, 1024000, 4096},
+                 {HW_BASE_EXYNOS, kBackup, kBackup, kNv12, 1024000, 230400},
+                 {HW_BASE_TARN, kBackup, "useBuffer", OMX_COLOR_FormatYUV420Planar, 4096, 4096}};
+    for (const auto& chip : chips) {
         SCOPED_TRACE(chip.hardwareBase);
         mOmx->setBuffers(0, 2, 4096);
         mOmx->setBuffers(1, 2, 4096);
@@ -59,20 +53,19 @@ TEST_F(EncoderTest, EachChipGetsItsPortsAndBuffers) {
         EXPECT_EQ(20U, rate.nSize);
         mOmx->forgetCalls();
         ASSERT_EQ(0, encoder->init());
-        EXPECT_EQ(2, mOmx->callCount(chip.inputCall));
-        EXPECT_EQ(2, mOmx->callCount(chip.outputCall));
+        EXPECT_EQ(2, mOmx->callCount(chip.inputCall + " 0"));
+        EXPECT_EQ(2, mOmx->callCount(chip.outputCall + " 1"));
     }
 }
 
 TEST_F(EncoderTest, SamsungCodingToolsAreRestrictedOthersKept) {
-    struct Case {
+    const struct {
         int hardwareBase;
         OMX_U32 pFramesBefore;
         bool restricted;
         OMX_U32 pictureTypes;
-    };
-    for (const Case& c : {Case{HW_BASE_SEC, 5, true, 7}, Case{HW_BASE_EXYNOS, 0, true, 1},
-                          Case{HW_BASE_QCOM_8974, 0, false, 7}}) {
+    } cases[] = {{HW_BASE_SEC, 5, true, 7}, {HW_BASE_EXYNOS, 0, true, 1}, {HW_BASE_QCOM_8974, 0, false, 7}};
+    for (const auto& c : cases) {
         OMX_VIDEO_PARAM_AVCTYPE avc;
         memset(&avc, 0x11, sizeof avc);
         avc.nPFrames = c.pFramesBefore;

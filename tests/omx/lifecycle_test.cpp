@@ -1,35 +1,12 @@
 // Connection, start and stop against a host that follows the rules, hangs or refuses. Would catch: a
 // state command out of order, a wait left out or without limit, a wake-up lost at teardown, an error
-// overwritten, a code mixed up, a node or buffer left in the service.
+// overwritten, a code mixed up, a node or buffer left in the service, a message into a freed interface,
+// memory unmapped under a callback, an interface freed under a callback of its own. Meant above all for the
+// sanitizer builds.
 #include "tests/omx/omx_fixture.h"
 
 namespace zem::test {
 namespace {
-
-/// Lists the lengths of one thread's sleeps and waits in milliseconds, in one order.
-class ThreadClock final : public Clock {
-  public:
-    ThreadClock() { setClock(this); }
-    ~ThreadClock() override { setClock(nullptr); }
-    void sleepMicros(int64_t micros) override { record(micros); }
-    timespec deadlineAfterMicros(int64_t micros) override {
-        record(micros);
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        return now;
-    }
-    std::vector<int64_t> millis;  // of the thread that made the clock
-
-  private:
-    void record(int64_t micros) {
-        if (std::this_thread::get_id() == mThread) {
-            millis.push_back(micros / 1000);
-        } else {
-            std::this_thread::yield();
-        }
-    }
-    const std::thread::id mThread = std::this_thread::get_id();
-};
 
 using LifecycleTest = OmxTest;
 
@@ -72,12 +49,12 @@ TEST_F(LifecycleTest, HangingComponentIsLeftAfterTheLimits) {
     BareComponent component;
     ASSERT_EQ(0, component.setupIOMXConnections());
     mOmx->setStateAnswer(Answer::kNever);
-    ThreadClock clock;
+    mClock.forget();
     EXPECT_EQ(0, component.init());
-    EXPECT_EQ((std::vector<int64_t>{3000, 3000}), clock.millis);
-    clock.millis.clear();
+    EXPECT_EQ((std::vector<int64_t>{3000000, 3000000}), mClock.ownPauses());
+    mClock.forget();
     EXPECT_EQ(0, component.deInit(false));
-    EXPECT_EQ((std::vector<int64_t>{3000, 100, 3000, 2000, 3000}), clock.millis);
+    EXPECT_EQ((std::vector<int64_t>{3000000, 100000, 3000000, 2000000, 3000000}), mClock.ownPauses());
     EXPECT_EQ(0, mOmx->liveBuffers());
     component.ExitDataOutputThread();
 }
@@ -122,24 +99,22 @@ TEST_F(LifecycleTest, ConnectionRefusals) {
     component.mComponentName = "OMX.none";
     EXPECT_EQ(6, component.setupIOMXConnections());
     BareComponent alone;
-    const FakeMediaService gone;
+    // A binder of no interface: what is left to a client when the service's process is gone.
+    android::defaultServiceManager()->addService(android::String16("media.player"), new android::BBinder);
     EXPECT_EQ(1, alone.acquireOmxFromMediaPlayer());
     EXPECT_EQ(3, alone.setupIOMXConnections());
-    const FakeMediaService withoutHost(nullptr);
+    serveOmx(nullptr);  // a media service without a component host
     EXPECT_EQ(3, alone.acquireOmxFromMediaPlayer());
 }
 
 TEST_F(LifecycleTest, RefusalsGiveTheirCode) {
-    struct Refusal {
+    const struct {
         const char* call;
-        int n;
-        int init;
-        int deInit;
-    };
-    for (const Refusal& c : {Refusal{"sendCommand", 1, 20, 0}, Refusal{"sendCommand", 2, 21, 0},
-                             Refusal{"sendCommand", 3, 0, 20}, Refusal{"sendCommand", 4, 0, 20},
-                             Refusal{"getParameter", 2, 13, 0}, Refusal{"useBuffer", 3, 15, 0},
-                             Refusal{"fillBuffer", 2, 8, 0}, Refusal{"freeBuffer", 1, 0, 0}}) {
+        int n, init, deInit;
+    } refusals[] = {{"sendCommand", 1, 20, 0}, {"sendCommand", 2, 21, 0},  {"sendCommand", 3, 0, 20},
+                    {"sendCommand", 4, 0, 20}, {"getParameter", 2, 13, 0}, {"useBuffer", 3, 15, 0},
+                    {"fillBuffer", 2, 8, 0},   {"freeBuffer", 1, 0, 0}};
+    for (const auto& c : refusals) {
         BareComponent component;
         ASSERT_EQ(0, component.setupIOMXConnections());
         mOmx->refuse(c.call, c.n);
@@ -150,12 +125,11 @@ TEST_F(LifecycleTest, RefusalsGiveTheirCode) {
 }
 
 TEST_F(LifecycleTest, AbsurdPortsAreRefused) {
-    struct Case {
-        OMX_U32 count;
-        OMX_U32 size;
+    const struct {
+        OMX_U32 count, size;
         int result;
-    };
-    for (const Case& c : {Case{10001, 32, 13}, Case{3, 0, 15}, Case{10000, UINT32_MAX, 15}}) {
+    } cases[] = {{10001, 32, 13}, {3, 0, 15}, {10000, UINT32_MAX, 15}};
+    for (const auto& c : cases) {
         BareComponent component;
         ASSERT_EQ(0, component.setupIOMXConnections());
         mOmx->setBuffers(1, c.count, c.size);
@@ -165,7 +139,7 @@ TEST_F(LifecycleTest, AbsurdPortsAreRefused) {
 
 /// No way of ending a component may depend on a time-out when the component answers.
 TEST_F(LifecycleTest, TeardownNeedsNoTimeOut) {
-    const EndlessClock clock;
+    const LongWaits waits(mClock);
     for (const char* how : {"stopped", "abandoned", "deleted"}) {
         auto component = std::make_unique<BareComponent>();
         start(*component);
@@ -173,7 +147,7 @@ TEST_F(LifecycleTest, TeardownNeedsNoTimeOut) {
         mOmx->queueOutput({1});
         ASSERT_TRUE(eventually([&] { return mOmx->callCount("fillBuffer") == 1; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the output thread now waits
-        auto end = std::async(std::launch::async, [&] {
+        expectEnds([&] {
             if (how[0] == 's') {
                 component->setThreadError(8);  // else it waits for a last frame that nobody sent
                 mOmx->refuse("sendCommand");   // so that no returning buffer wakes the thread instead
@@ -185,8 +159,84 @@ TEST_F(LifecycleTest, TeardownNeedsNoTimeOut) {
             }
             component.reset();
         });
-        ASSERT_EQ(std::future_status::ready, end.wait_for(kSoon)) << how;
         EXPECT_EQ(0, mOmx->liveNodes()) << how;
+    }
+}
+
+TEST_F(LifecycleTest, MessagesRaceWithDestruction) {
+    for (int i = 0; i < 20; i++) {
+        auto component = std::make_unique<BareComponent>();
+        start(*component);
+        const auto in = mOmx->buffers(0);
+        const auto out = mOmx->buffers(1);
+        std::atomic<bool> stop{false};
+        std::thread sender([&] {
+            while (!stop) {
+                mOmx->sendFilled(out[0], 16);
+                mOmx->sendEmptied(in[0]);
+                mOmx->sendEvent(OMX_EventCmdComplete, OMX_CommandStateSet, OMX_StateExecuting);
+                mOmx->sendFilled(out[1], 4096, OMX_BUFFERFLAG_EOS);
+                mOmx->waitDelivered();
+            }
+        });
+        if (i % 2 == 0) {
+            component->deInit(true);
+        }
+        component.reset();
+        stop = true;
+        sender.join();
+    }
+    mOmx->sendFilled(1, 1);  // long after freeNode
+    mOmx->waitDelivered();
+    EXPECT_EQ(0, mOmx->liveNodes());
+}
+
+/// Callbacks that stay inside until they are let go, and only then read what they were given.
+struct Slow {
+    static int output(void* /*interface*/, void* data, unsigned int length, void* user) {
+        auto* self = static_cast<Slow*>(user);
+        input(nullptr, user);
+        const auto* bytes = static_cast<const uint8_t*>(data);
+        self->read.assign(bytes, bytes + length);
+        return 0;
+    }
+    static int input(void* /*interface*/, void* user) {
+        auto* self = static_cast<Slow*>(user);
+        self->entered.set_value();
+        self->leave.get_future().wait();
+        return 0;
+    }
+    std::promise<void> entered;
+    std::promise<void> leave;
+    Outputs::Unit read;
+};
+
+TEST_F(LifecycleTest, InterfaceAndBuffersOutliveTheCallbackUnderWay) {
+    for (const char* when : {"emptied", "filled, stopped", "filled, abandoned"}) {
+        auto component = std::make_unique<BareComponent>();
+        start(*component);
+        Slow slow;
+        const bool emptied = when[0] == 'e';
+        if (emptied) {
+            component->registerInputCallback(Slow::input, &slow);
+            mOmx->sendEmptied(mOmx->buffers(0)[0]);
+        } else {
+            component->registerOutputCallback(Slow::output, &slow);
+            mOmx->queueOutput({1, 2, 3});
+        }
+        slow.entered.get_future().wait();
+        if (!emptied) {
+            // A second one: the message thread now waits for the queue, which the callback holds.
+            mOmx->sendFilled(mOmx->heldBuffers(1)[0], 1);
+            const bool abandoned = when[8] == 'a';
+            EXPECT_EQ(abandoned ? 33 : 0, component->deInit(abandoned));
+            EXPECT_EQ(0, mOmx->liveBuffers());
+        }
+        auto deletion = std::async(std::launch::async, [&] { component.reset(); });
+        EXPECT_EQ(std::future_status::timeout, deletion.wait_for(std::chrono::milliseconds(20))) << when;
+        slow.leave.set_value();
+        expectEnd(std::move(deletion));
+        EXPECT_EQ(emptied ? Outputs::Unit{} : (Outputs::Unit{1, 2, 3}), slow.read);
     }
 }
 

@@ -180,7 +180,7 @@ struct NodeClient {
     }
 
     sp<IOMX> omx;
-    const char* const name;
+    const char* name;
     sp<Recorder> observer = new Recorder;
     IOMX::node_id node = 0;
     std::vector<IOMX::buffer_id> buffers[kPortCount];
@@ -199,12 +199,8 @@ class HostTest : public ::testing::Test, protected NodeClient {
         if (node != 0) {
             ASSERT_EQ(OK, omx->freeNode(node));
         }
-        for (OMX_U32 index = 0; index < kPortCount; ++index) {
-            buffers[index].clear();
-            bytes[index].clear();
-        }
         const auto hook = observer->hook;
-        observer = new Recorder;
+        static_cast<NodeClient&>(*this) = NodeClient(omx, name);
         observer->hook = hook;
         allocate();
         advanceTo(wanted);

@@ -14,7 +14,7 @@
 #include "platform/linux/screen/x11_handles.h"
 #include "tests/platform/capture_support.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/xvfb.h"
+#include "tests/support/server.h"
 
 namespace zem::test {
 namespace {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "base/clock.h"
@@ -34,37 +35,41 @@ class FakeClock final : public Clock {
         return {static_cast<time_t>(now.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
     }
 
-    /// The lengths in microseconds of all sleeps so far, in order of their start.
+    /// The lengths in microseconds of all sleeps, all timed waits, and the sleeps and waits of the thread
+    /// that made the clock, in order of their start.
     std::vector<int64_t> sleeps() const { return copy(mSleeps); }
-    /// The lengths in microseconds of all timed waits so far, in order of their start.
     std::vector<int64_t> waits() const { return copy(mWaits); }
-    /// How many sleeps of exactly `micros` were asked for.
-    long sleepsOf(int64_t micros) const { return count(mSleeps, micros); }
-    long waitsOf(int64_t micros) const { return count(mWaits, micros); }
+    std::vector<int64_t> ownPauses() const { return copy(mOwn); }
+    /// How many sleeps or waits of exactly `micros` were asked for.
+    long sleepsOf(int64_t micros) const { return count(sleeps(), micros); }
+    long waitsOf(int64_t micros) const { return count(waits(), micros); }
     void forget() {
         std::lock_guard<std::mutex> lock(mMutex);
-        mSleeps.clear();
-        mWaits.clear();
+        for (auto* list : {&mSleeps, &mWaits, &mOwn}) {
+            list->clear();
+        }
     }
 
   private:
     void record(std::vector<int64_t>& list, int64_t micros) {
         std::lock_guard<std::mutex> lock(mMutex);
         list.push_back(micros);
+        if (std::this_thread::get_id() == mThread) {
+            mOwn.push_back(micros);
+        }
     }
     std::vector<int64_t> copy(const std::vector<int64_t>& list) const {
         std::lock_guard<std::mutex> lock(mMutex);
         return list;
     }
-    long count(const std::vector<int64_t>& list, int64_t micros) const {
-        std::lock_guard<std::mutex> lock(mMutex);
+    static long count(const std::vector<int64_t>& list, int64_t micros) {
         return static_cast<long>(std::count(list.begin(), list.end(), micros));
     }
 
     const int64_t mDivisor;
-    mutable std::mutex mMutex;
-    std::vector<int64_t> mSleeps;  // guarded by mMutex
-    std::vector<int64_t> mWaits;   // guarded by mMutex
+    const std::thread::id mThread = std::this_thread::get_id();
+    mutable std::mutex mMutex;  // guards the lists
+    std::vector<int64_t> mSleeps, mWaits, mOwn;
 };
 
 }  // namespace zem::test

@@ -1,20 +1,26 @@
-// The script, the messages and what was seen; the calls themselves are in omx_proxy_calls.cpp.
 #include "tests/support/omx_proxy.h"
 
-#include <binder/IServiceManager.h>
+#include <binder/MemoryDealer.h>
 #include <pthread.h>
 
 #include <algorithm>
 #include <cstring>
 
-#include "platform/linux/omx_host/media_player_service.h"
-
 using android::omx_message;
-using android::sp;
+using android::status_t;
 
 namespace zem::test {
+namespace {
 
-using Guard = std::lock_guard<std::mutex>;
+constexpr size_t kHeaderBytes = 12;  // nSize, nVersion, nPortIndex: the start of every structure
+
+OMX_U32 portOf(const void* params) {
+    OMX_U32 port = 0;
+    memcpy(&port, static_cast<const uint8_t*>(params) + 8, sizeof port);
+    return port;
+}
+
+}  // namespace
 
 FakeOmx::FakeOmx(std::vector<std::string> components)
     : mComponents(std::move(components)), mMessageThread([this] { deliverMessages(); }) {
@@ -32,8 +38,6 @@ FakeOmx::~FakeOmx() {
     mMessageThread.join();
 }
 
-// --- The script.
-
 void FakeOmx::setBuffers(OMX_U32 port, OMX_U32 count, OMX_U32 size) {
     auto definition = parameter<OMX_PARAM_PORTDEFINITIONTYPE>(OMX_IndexParamPortDefinition, port);
     definition.nPortIndex = port;
@@ -42,100 +46,63 @@ void FakeOmx::setBuffers(OMX_U32 port, OMX_U32 count, OMX_U32 size) {
     presetParameter(OMX_IndexParamPortDefinition, port, definition);
 }
 
-void FakeOmx::setInputHandler(std::function<void(const SentInput&)> handler) {
-    const Guard lock(mMutex);
-    mInputHandler = std::move(handler);
-}
-
-void FakeOmx::refuse(const std::string& call, int n) {
-    const Guard lock(mMutex);
-    mRefusals[call] = n;
-}
-
-void FakeOmx::holdMessages(bool hold) {
-    {
-        const Guard lock(mMutex);
-        mHold = hold;
-    }
-    mChanged.notify_all();
-}
-
 // --- Messages.
 
-void FakeOmx::post(const omx_message& message) {
+void FakeOmx::send(omx_message message, node_id node) {
+    const Guard lock(mMutex);
+    message.node = node != 0 ? node : mLastNode;
+    if (message.type != omx_message::EVENT) {
+        auto& held = mNodes[message.node].held;
+        held.erase(std::remove(held.begin(), held.end(), message.u.buffer_data.buffer), held.end());
+    }
     mMessages.push_back(message);
     mChanged.notify_all();
 }
 
-void FakeOmx::postEvent(node_id node, OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2) {
+void FakeOmx::sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2, node_id node) {
     omx_message message{};
-    message.type = omx_message::EVENT;
-    message.node = node;
     message.u.event_data = {event, data1, data2};
-    post(message);
+    send(message, node);
 }
 
-void FakeOmx::postEmptied(node_id node, buffer_id buffer) {
-    auto& held = mNodes[node].held;
-    held.erase(std::remove(held.begin(), held.end(), buffer), held.end());
+void FakeOmx::sendEmptied(buffer_id buffer, node_id node) {
     omx_message message{};
     message.type = omx_message::EMPTY_BUFFER_DONE;
-    message.node = node;
-    message.u.buffer_data.buffer = buffer;
-    post(message);
+    message.u.buffer_data = {buffer};
+    send(message, node);
 }
 
-void FakeOmx::postFilled(node_id node, buffer_id buffer, OMX_U32 length, OMX_U32 flags) {
-    auto& held = mNodes[node].held;
-    held.erase(std::remove(held.begin(), held.end(), buffer), held.end());
+void FakeOmx::sendFilled(buffer_id buffer, OMX_U32 length, OMX_U32 flags, node_id node) {
     omx_message message{};
     message.type = omx_message::FILL_BUFFER_DONE;
-    message.node = node;
     message.u.extended_buffer_data = {buffer, 0, length, flags, 0};
-    post(message);
-}
-
-void FakeOmx::sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2) {
-    const Guard lock(mMutex);
-    postEvent(mLastNode, event, data1, data2);
-}
-
-void FakeOmx::sendEmptied(buffer_id buffer) {
-    const Guard lock(mMutex);
-    postEmptied(mLastNode, buffer);
-}
-
-void FakeOmx::sendFilled(buffer_id buffer, OMX_U32 length, OMX_U32 flags) {
-    const Guard lock(mMutex);
-    postFilled(mLastNode, buffer, length, flags);
+    send(message, node);
 }
 
 void FakeOmx::queueOutput(std::vector<uint8_t> bytes, OMX_U32 flags) {
     const Guard lock(mMutex);
-    Node& node = mNodes[mLastNode];
-    node.outputs.push_back({std::move(bytes), flags});
-    pumpOutputs(mLastNode, node);
+    mNodes[mLastNode].outputs.push_back({std::move(bytes), flags});
+    pumpOutputs(mLastNode);
 }
 
 /// Pairs waiting outputs with held output buffers, both oldest first.
-void FakeOmx::pumpOutputs(node_id id, Node& node) {
-    const std::vector<buffer_id> held = node.held;
-    for (const buffer_id buffer : held) {
+void FakeOmx::pumpOutputs(node_id id) {
+    Node& node = mNodes[id];
+    for (const buffer_id buffer : std::vector<buffer_id>(node.held)) {
         const auto entry = node.buffers.find(buffer);
         if (node.outputs.empty() || entry == node.buffers.end() || entry->second.port != 1) {
             continue;
         }
         const Output output = std::move(node.outputs.front());
         node.outputs.pop_front();
-        const size_t room = entry->second.memory->size();
-        std::copy_n(output.bytes.begin(), std::min(room, output.bytes.size()),
-                    static_cast<uint8_t*>(entry->second.memory->pointer()));
-        postFilled(id, buffer, static_cast<OMX_U32>(output.bytes.size()), output.flags);
+        const android::IMemory& memory = *entry->second.memory;
+        memcpy(memory.pointer(), output.bytes.data(), std::min(memory.size(), output.bytes.size()));
+        sendFilled(buffer, static_cast<OMX_U32>(output.bytes.size()), output.flags, id);
     }
 }
 
 void FakeOmx::waitDelivered() {
-    std::unique_lock<std::mutex> lock(mMutex);
+    std::unique_lock<std::recursive_mutex> lock(mMutex);
     mChanged.wait(lock, [this] { return mMessages.empty() && !mDelivering; });
 }
 
@@ -147,9 +114,9 @@ void FakeOmx::settle(Answer answer) {
 }
 
 void FakeOmx::deliverMessages() {
-    std::unique_lock<std::mutex> lock(mMutex);
+    std::unique_lock<std::recursive_mutex> lock(mMutex);
     for (;;) {
-        mChanged.wait(lock, [this] { return mQuit || (!mHold && !mMessages.empty()); });
+        mChanged.wait(lock, [this] { return mQuit || !mMessages.empty(); });
         if (mQuit) {
             return;
         }
@@ -169,25 +136,10 @@ void FakeOmx::deliverMessages() {
 
 // --- What was seen.
 
-std::vector<std::string> FakeOmx::calls() const {
-    const Guard lock(mMutex);
-    return mCalls;
-}
-
 int FakeOmx::callCount(const std::string& prefix) const {
-    const Guard lock(mMutex);
+    const std::vector<std::string> list = calls();
     return static_cast<int>(std::count_if(
-        mCalls.begin(), mCalls.end(), [&](const std::string& call) { return call.rfind(prefix, 0) == 0; }));
-}
-
-void FakeOmx::forgetCalls() {
-    const Guard lock(mMutex);
-    mCalls.clear();
-}
-
-std::vector<SentInput> FakeOmx::inputs() const {
-    const Guard lock(mMutex);
-    return mInputs;
+        list.begin(), list.end(), [&](const std::string& call) { return call.rfind(prefix, 0) == 0; }));
 }
 
 std::vector<android::IOMX::buffer_id> FakeOmx::idsOf(OMX_U32 port, bool heldOnly) const {
@@ -223,10 +175,12 @@ int FakeOmx::liveBuffers() const {
 bool FakeOmx::loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const {
     const Guard lock(mMutex);
     const auto entry = mParameters.find({index, port});
-    if (entry != mParameters.end() && entry->second.size() == size) {
-        memcpy(params, entry->second.data(), size);
+    if (entry == mParameters.end()) {
+        return true;
     }
-    return entry == mParameters.end() || entry->second.size() == size;
+    const bool fits = entry->second.size() == size;
+    memcpy(params, entry->second.data(), fits ? size : 0);
+    return fits;
 }
 
 void FakeOmx::storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size) {
@@ -235,27 +189,207 @@ void FakeOmx::storeParameter(OMX_U32 index, OMX_U32 port, const void* params, si
     mParameters[{index, port}].assign(bytes, bytes + size);
 }
 
-// --- The service.
+// --- The calls of IOMX, as the scripted components answer them.
 
-namespace {
-
-void installMediaService(const sp<android::IBinder>& service) {
-    android::defaultServiceManager()->addService(android::String16("media.player"), service);
+bool FakeOmx::refusedCall(const std::string& name, const std::string& line) {
+    mCalls.push_back(line);
+    bool refuse = false;
+    for (auto& refusal : mRefusals) {
+        const bool meant = refusal.first.empty() || refusal.first == name;
+        refuse |= meant && refusal.second > 0 && --refusal.second == 0;
+    }
+    return refuse;
 }
 
-}  // namespace
-
-FakeMediaService::FakeMediaService(const sp<android::IOMX>& omx) {
-    installMediaService(makeMediaPlayerService(omx)->asBinder());
+FakeOmx::Node* FakeOmx::liveNode(node_id id) {
+    const auto entry = mNodes.find(id);
+    return entry != mNodes.end() && entry->second.live ? &entry->second : nullptr;
 }
 
-// A binder of no interface: what is left to a client when the service's process is gone.
-FakeMediaService::FakeMediaService() {
-    installMediaService(new android::BBinder);
+status_t FakeOmx::listNodes(android::List<ComponentInfo>* list) {
+    const Guard lock(mMutex);
+    if (refused("listNodes")) {
+        return android::UNKNOWN_ERROR;
+    }
+    for (const std::string& name : mComponents) {
+        list->push_back({android::String8(name.c_str()), {}});
+    }
+    return android::OK;
 }
 
-FakeMediaService::~FakeMediaService() {
-    installMediaService(new android::BBinder);
+status_t FakeOmx::allocateNode(const char* name, const sp<android::IOMXObserver>& observer, node_id* id) {
+    const Guard lock(mMutex);
+    if (refused("allocateNode", name)) {
+        return android::UNKNOWN_ERROR;
+    }
+    *id = ++mLastNode;
+    mNodes[mLastNode].observer = observer;
+    return android::OK;
+}
+
+status_t FakeOmx::freeNode(node_id id) {
+    const Guard lock(mMutex);
+    const bool refuse = refused("freeNode", id);
+    Node* node = liveNode(id);
+    if (node == nullptr) {
+        return android::BAD_VALUE;
+    }
+    *node = Node{node->observer, false};
+    return refuse ? android::UNKNOWN_ERROR : android::OK;
+}
+
+status_t FakeOmx::sendCommand(node_id id, OMX_COMMANDTYPE command, OMX_S32 param) {
+    {
+        const Guard lock(mMutex);
+        Node* node = liveNode(id);
+        if (refused("sendCommand", static_cast<int>(command), param) || node == nullptr) {
+            return android::UNKNOWN_ERROR;
+        }
+        if (command == OMX_CommandStateSet) {
+            node->wanted = param;
+            progress(id, *node);
+        }
+    }
+    settle(mStateAnswer);
+    return android::OK;
+}
+
+bool FakeOmx::populated(const Node& node) const {
+    OMX_U32 missing[2];
+    for (OMX_U32 port = 0; port < 2; port++) {
+        missing[port] =
+            parameter<OMX_PARAM_PORTDEFINITIONTYPE>(OMX_IndexParamPortDefinition, port).nBufferCountActual;
+    }
+    for (const auto& entry : node.buffers) {
+        missing[entry.second.port]--;
+    }
+    return missing[0] == 0 && missing[1] == 0;
+}
+
+/// Completes the wanted transition if its conditions hold now.
+void FakeOmx::progress(node_id id, Node& node) {
+    const bool starts = node.wanted == OMX_StateIdle && node.state == OMX_StateLoaded;
+    const bool ends = node.wanted == OMX_StateLoaded;
+    if (node.state == node.wanted || mStateAnswer == Answer::kNever || (starts && !populated(node)) ||
+        (ends && !node.buffers.empty())) {
+        return;
+    }
+    if (node.wanted == OMX_StateIdle && node.state == OMX_StateExecuting) {
+        for (const buffer_id buffer : std::vector<buffer_id>(node.held)) {
+            node.buffers.at(buffer).port == 0 ? sendEmptied(buffer, id) : sendFilled(buffer, 0, 0, id);
+        }
+    }
+    node.state = node.wanted;
+    sendEvent(OMX_EventCmdComplete, OMX_CommandStateSet, static_cast<OMX_U32>(node.state), id);
+}
+
+bool FakeOmx::accepts(const char* call, node_id id, OMX_U32 index, const void* params) {
+    const Guard lock(mMutex);
+    char hex[9];
+    snprintf(hex, sizeof hex, "%x", static_cast<unsigned>(index));
+    return !refused(call, hex, portOf(params)) && liveNode(id) != nullptr;
+}
+
+status_t FakeOmx::load(const char* call, node_id id, OMX_U32 index, void* params, size_t size) {
+    if (!accepts(call, id, index, params)) {
+        return android::BAD_VALUE;
+    }
+    uint8_t header[kHeaderBytes];
+    memcpy(header, params, kHeaderBytes);
+    const bool fits = loadParameter(index, portOf(params), params, size);
+    memcpy(params, header, kHeaderBytes);
+    return fits ? android::OK : android::BAD_VALUE;
+}
+
+status_t FakeOmx::store(const char* call, node_id id, OMX_U32 index, const void* params, size_t size) {
+    if (!accepts(call, id, index, params)) {
+        return android::BAD_VALUE;
+    }
+    storeParameter(index, portOf(params), params, size);
+    return android::OK;
+}
+
+status_t FakeOmx::addBuffer(const char* call, node_id id, OMX_U32 port, const Memory& memory,
+                            buffer_id* buffer) {
+    const Guard lock(mMutex);
+    Node* node = liveNode(id);
+    if (refused(call, port) || node == nullptr || port > 1) {
+        return android::NO_MEMORY;
+    }
+    *buffer = ++mLastBuffer;
+    node->buffers[*buffer] = {port, memory};
+    progress(id, *node);
+    return android::OK;
+}
+
+status_t FakeOmx::allocateBuffer(node_id id, OMX_U32 port, size_t size, buffer_id* buffer, void** data) {
+    const sp<android::MemoryDealer> dealer = new android::MemoryDealer(size, "the component's own");
+    const Memory memory = dealer->allocate(size);
+    *data = memory->pointer();
+    return addBuffer("allocateBuffer", id, port, memory, buffer);
+}
+
+status_t FakeOmx::freeBuffer(node_id id, OMX_U32 port, buffer_id buffer) {
+    const Guard lock(mMutex);
+    const bool refuse = refused("freeBuffer", port, buffer);
+    Node* node = liveNode(id);
+    if (node == nullptr || node->buffers.count(buffer) == 0 || node->buffers[buffer].port != port) {
+        return android::BAD_VALUE;
+    }
+    node->held.erase(std::remove(node->held.begin(), node->held.end(), buffer), node->held.end());
+    node->buffers.erase(buffer);
+    progress(id, *node);
+    return refuse ? android::UNKNOWN_ERROR : android::OK;
+}
+
+/// The buffer, now the component's; null when it is not the port's or was the component's already.
+FakeOmx::Buffer* FakeOmx::submit(node_id id, OMX_U32 port, buffer_id buffer) {
+    Node* node = liveNode(id);
+    if (node == nullptr || node->buffers.count(buffer) == 0 || node->buffers[buffer].port != port ||
+        std::count(node->held.begin(), node->held.end(), buffer) != 0) {
+        return nullptr;
+    }
+    node->held.push_back(buffer);
+    return &node->buffers[buffer];
+}
+
+status_t FakeOmx::fillBuffer(node_id id, buffer_id buffer) {
+    {
+        const Guard lock(mMutex);
+        if (refused("fillBuffer", buffer) || submit(id, 1, buffer) == nullptr) {
+            return android::BAD_VALUE;
+        }
+        pumpOutputs(id);
+    }
+    settle(mEmptyAnswer);
+    return android::OK;
+}
+
+status_t FakeOmx::emptyBuffer(node_id id, buffer_id buffer, OMX_U32 offset, OMX_U32 length, OMX_U32 flags,
+                              OMX_TICKS timestamp) {
+    std::unique_lock<std::recursive_mutex> lock(mMutex);
+    const bool refuse = refused("emptyBuffer", buffer, length, flags, timestamp);
+    const Buffer* const taken = refuse ? nullptr : submit(id, 0, buffer);
+    if (taken == nullptr || offset + uint64_t{length} > taken->memory->size()) {
+        return android::BAD_VALUE;
+    }
+    const auto* const bytes = static_cast<const uint8_t*>(taken->memory->pointer()) + offset;
+    const SentInput input{buffer, {bytes, bytes + length}, flags, timestamp};
+    mInputs.push_back(input);
+    const auto handler = mInputHandler;
+    lock.unlock();
+
+    if (handler) {
+        handler(input);
+    }
+    if ((flags & OMX_BUFFERFLAG_EOS) != 0) {
+        queueOutput({}, OMX_BUFFERFLAG_EOS);
+    }
+    if (mEmptyAnswer != Answer::kNever) {
+        sendEmptied(buffer);
+    }
+    settle(mEmptyAnswer);
+    return android::OK;
 }
 
 }  // namespace zem::test

@@ -3,7 +3,6 @@
 
 #include <OMX_Component.h>
 #include <binder/IMemory.h>
-#include <media/IOMX.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -12,10 +11,14 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "platform/linux/omx_host/plain_buffer_omx.h"
+#include "tests/support/serve_omx.h"
 
 namespace zem::test {
 
@@ -40,7 +43,7 @@ struct SentInput {
 /// Unlike a good host it delivers what is still under way after freeNode(). Defaults: two buffers of
 /// 4096 bytes a port, states and inputs answered later, an end-of-stream input answered by an empty
 /// end-of-stream output, other outputs only from queueOutput(). Any thread.
-class FakeOmx : public android::BnOMX {
+class FakeOmx : public PlainBufferOmx {
   public:
     /// Lists components of these names, in this order.
     explicit FakeOmx(std::vector<std::string> components);
@@ -52,24 +55,28 @@ class FakeOmx : public android::BnOMX {
     void setStateAnswer(Answer answer) { mStateAnswer = answer; }
     void setEmptyAnswer(Answer answer) { mEmptyAnswer = answer; }
     /// Runs on the caller of emptyBuffer() for each accepted input; may call queueOutput().
-    void setInputHandler(std::function<void(const SentInput&)> handler);
+    void setInputHandler(std::function<void(const SentInput&)> handler) {
+        const Guard lock(mMutex);
+        mInputHandler = std::move(handler);
+    }
     /// Fails the n-th call from now (1 = the next) whatever it is; 0 fails none. A freeNode or
     /// freeBuffer that fails frees all the same.
     void refuseCall(int n) { refuse("", n); }
     /// Fails the n-th call from now of this name, for instance ("useBuffer", 2). Refusals of different
     /// names add up.
-    void refuse(const std::string& call, int n = 1);
-    /// While true no message is delivered.
-    void holdMessages(bool hold);
+    void refuse(const std::string& call, int n = 1) {
+        const Guard lock(mMutex);
+        mRefusals[call] = n;
+    }
 
-    // --- Messages to the node allocated last (freed or not), in the order of these calls. Not before
-    // there is one.
+    // --- Messages to a node, the one allocated last (freed or not) unless named, in the order of these
+    // calls. Not before there is one.
     /// Fills the next output buffer that the component holds, now or as soon as there is one.
     void queueOutput(std::vector<uint8_t> bytes, OMX_U32 flags = 0);
-    void sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2);
+    void sendEvent(OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2, node_id node = 0);
     /// As if the component returned this buffer, known or not.
-    void sendEmptied(android::IOMX::buffer_id buffer);
-    void sendFilled(android::IOMX::buffer_id buffer, OMX_U32 length, OMX_U32 flags = 0);
+    void sendEmptied(buffer_id buffer, node_id node = 0);
+    void sendFilled(buffer_id buffer, OMX_U32 length, OMX_U32 flags = 0, node_id node = 0);
     /// Blocks until every message sent so far was handled. Not on the message thread.
     void waitDelivered();
 
@@ -77,14 +84,17 @@ class FakeOmx : public android::BnOMX {
     /// All calls in order, for instance "sendCommand 0 2" (command, parameter), "setParameter 2000001
     /// 1" (index in hex, port), "useBuffer 1" (port), "emptyBuffer 7 100 0 33333" (buffer, length,
     /// flags, timestamp), "freeBuffer 1 7" (port, buffer), "fillBuffer 9", "allocateNode NAME".
-    std::vector<std::string> calls() const;
+    std::vector<std::string> calls() const { return copy(mCalls); }
     /// How many of them begin with `prefix`.
     int callCount(const std::string& prefix) const;
-    void forgetCalls();
-    std::vector<SentInput> inputs() const;
+    void forgetCalls() {
+        const Guard lock(mMutex);
+        mCalls.clear();
+    }
+    std::vector<SentInput> inputs() const { return copy(mInputs); }
     /// Ids of a port's buffers, oldest first, and of those that the component holds.
-    std::vector<android::IOMX::buffer_id> buffers(OMX_U32 port) const { return idsOf(port, false); }
-    std::vector<android::IOMX::buffer_id> heldBuffers(OMX_U32 port) const { return idsOf(port, true); }
+    std::vector<buffer_id> buffers(OMX_U32 port) const { return idsOf(port, false); }
+    std::vector<buffer_id> heldBuffers(OMX_U32 port) const { return idsOf(port, true); }
     int liveNodes() const;
     int liveBuffers() const;
     /// The structure last set under an index and port, by the engine or the test; zeroed if none was.
@@ -102,106 +112,87 @@ class FakeOmx : public android::BnOMX {
     }
 
     // --- IOMX.
-    using status_t = android::status_t;
-    using sp_memory = android::sp<android::IMemory>;
+    using Memory = sp<android::IMemory>;
     status_t listNodes(android::List<ComponentInfo>* list) override;
-    status_t allocateNode(const char* name, const android::sp<android::IOMXObserver>& observer,
-                          node_id* node) override;
-    status_t freeNode(node_id node) override;
-    status_t sendCommand(node_id node, OMX_COMMANDTYPE cmd, OMX_S32 param) override;
-    status_t getParameter(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override {
-        return load("getParameter", node, index, params, size);
+    status_t allocateNode(const char* name, const sp<android::IOMXObserver>& observer, node_id* id) override;
+    status_t freeNode(node_id id) override;
+    status_t sendCommand(node_id id, OMX_COMMANDTYPE command, OMX_S32 param) override;
+    status_t getParameter(node_id id, OMX_INDEXTYPE index, void* params, size_t size) override {
+        return load("getParameter", id, index, params, size);
     }
-    status_t setParameter(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override {
-        return store("setParameter", node, index, params, size);
+    status_t setParameter(node_id id, OMX_INDEXTYPE index, const void* params, size_t size) override {
+        return store("setParameter", id, index, params, size);
     }
-    status_t getConfig(node_id node, OMX_INDEXTYPE index, void* params, size_t size) override {
-        return load("getConfig", node, index, params, size);
+    status_t getConfig(node_id id, OMX_INDEXTYPE index, void* params, size_t size) override {
+        return load("getConfig", id, index, params, size);
     }
-    status_t setConfig(node_id node, OMX_INDEXTYPE index, const void* params, size_t size) override {
-        return store("setConfig", node, index, params, size);
+    status_t setConfig(node_id id, OMX_INDEXTYPE index, const void* params, size_t size) override {
+        return store("setConfig", id, index, params, size);
     }
-    status_t useBuffer(node_id node, OMX_U32 port, const sp_memory& memory, buffer_id* buffer) override {
-        return addBuffer("useBuffer", node, port, memory, buffer);
+    status_t useBuffer(node_id id, OMX_U32 port, const Memory& memory, buffer_id* buffer) override {
+        return addBuffer("useBuffer", id, port, memory, buffer);
     }
-    status_t allocateBuffer(node_id node, OMX_U32 port, size_t size, buffer_id* buffer, void** data) override;
-    status_t allocateBufferWithBackup(node_id node, OMX_U32 port, const sp_memory& memory,
+    status_t allocateBuffer(node_id id, OMX_U32 port, size_t size, buffer_id* buffer, void** data) override;
+    status_t allocateBufferWithBackup(node_id id, OMX_U32 port, const Memory& memory,
                                       buffer_id* buffer) override {
-        return addBuffer("allocateBufferWithBackup", node, port, memory, buffer);
+        return addBuffer("allocateBufferWithBackup", id, port, memory, buffer);
     }
-    status_t freeBuffer(node_id node, OMX_U32 port, buffer_id buffer) override;
-    status_t fillBuffer(node_id node, buffer_id buffer) override;
-    status_t emptyBuffer(node_id node, buffer_id buffer, OMX_U32 offset, OMX_U32 length, OMX_U32 flags,
+    status_t freeBuffer(node_id id, OMX_U32 port, buffer_id buffer) override;
+    status_t fillBuffer(node_id id, buffer_id buffer) override;
+    status_t emptyBuffer(node_id id, buffer_id buffer, OMX_U32 offset, OMX_U32 length, OMX_U32 flags,
                          OMX_TICKS timestamp) override;
-
     // What the engine never calls.
     bool livesLocally(node_id, pid_t) override { return true; }
-    status_t getState(node_id, OMX_STATETYPE*) override { return kUnused; }
-    status_t getExtensionIndex(node_id, const char*, OMX_INDEXTYPE*) override { return kUnused; }
-    status_t storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) override { return kUnused; }
-    status_t prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) override {
-        return kUnused;
-    }
-    status_t configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) override {
-        return kUnused;
-    }
-    status_t enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) override { return kUnused; }
-    status_t getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) override { return kUnused; }
-    status_t useGraphicBuffer(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
-                              buffer_id*) override {
-        return kUnused;
-    }
-    status_t updateGraphicBufferInMeta(node_id, OMX_U32, const android::sp<android::GraphicBuffer>&,
-                                       buffer_id) override {
-        return kUnused;
-    }
-    status_t createInputSurface(node_id, OMX_U32, android::sp<android::IGraphicBufferProducer>*) override {
-        return kUnused;
-    }
-    status_t signalEndOfInputStream(node_id) override { return kUnused; }
-    status_t setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) override { return kUnused; }
+    status_t getState(node_id, OMX_STATETYPE*) override { return android::INVALID_OPERATION; }
+    status_t getExtensionIndex(node_id, const char*, OMX_INDEXTYPE*) override { return android::BAD_VALUE; }
 
   protected:
     ~FakeOmx() override;
 
   private:
-    static constexpr status_t kUnused = android::INVALID_OPERATION;
+    using Guard = std::lock_guard<std::recursive_mutex>;
     struct Buffer {
         OMX_U32 port;
-        sp_memory memory;
+        Memory memory;
     };
     struct Output {
         std::vector<uint8_t> bytes;
         OMX_U32 flags;
     };
     struct Node {
-        android::sp<android::IOMXObserver> observer;  // kept after freeNode, for late messages
+        sp<android::IOMXObserver> observer{};  // kept after freeNode, for late messages
         bool live = true;
         int state = OMX_StateLoaded;
-        int wanted = OMX_StateLoaded;         // differs from `state` while a transition is under way
-        std::map<buffer_id, Buffer> buffers;  // ids ascend: oldest first
-        std::vector<buffer_id> held;          // by the component, in order of arrival
-        std::deque<Output> outputs;           // waiting for a buffer
+        int wanted = OMX_StateLoaded;           // differs from `state` while a transition is under way
+        std::map<buffer_id, Buffer> buffers{};  // ids ascend: oldest first
+        std::vector<buffer_id> held{};          // by the component, in order of arrival
+        std::deque<Output> outputs{};           // waiting for a buffer
     };
 
-    // These are called with mMutex held.
-    bool refused(const std::string& name, const std::string& arguments);
-    Node* liveNode(node_id node);
-    Buffer* submit(node_id node, OMX_U32 port, buffer_id id);
+    /// Remembers a call; true when the script lets it fail.
+    template <typename... Values>
+    bool refused(const char* name, const Values&... values) {
+        std::ostringstream line;
+        line << name;
+        ((line << ' ' << values), ...);
+        return refusedCall(name, line.str());
+    }
+    template <typename List>
+    List copy(const List& list) const {
+        const Guard lock(mMutex);
+        return list;
+    }
+    bool refusedCall(const std::string& name, const std::string& line);
+    Node* liveNode(node_id id);
+    Buffer* submit(node_id id, OMX_U32 port, buffer_id buffer);
     bool populated(const Node& node) const;
     void progress(node_id id, Node& node);
-    void returnAll(node_id id, Node& node);
-    void pumpOutputs(node_id id, Node& node);
-    void post(const android::omx_message& message);
-    void postEvent(node_id node, OMX_EVENTTYPE event, OMX_U32 data1, OMX_U32 data2);
-    void postEmptied(node_id node, buffer_id buffer);
-    void postFilled(node_id node, buffer_id buffer, OMX_U32 length, OMX_U32 flags);
-
-    // These take mMutex.
-    status_t addBuffer(const char* call, node_id node, OMX_U32 port, const sp_memory& memory, buffer_id* id);
-    status_t load(const char* call, node_id node, OMX_U32 index, void* params, size_t size);
-    status_t store(const char* call, node_id node, OMX_U32 index, const void* params, size_t size);
-    bool accepts(const char* call, node_id node, OMX_U32 index, const void* params);
+    void pumpOutputs(node_id id);
+    void send(android::omx_message message, node_id node);
+    status_t addBuffer(const char* call, node_id id, OMX_U32 port, const Memory& memory, buffer_id* buffer);
+    status_t load(const char* call, node_id id, OMX_U32 index, void* params, size_t size);
+    status_t store(const char* call, node_id id, OMX_U32 index, const void* params, size_t size);
+    bool accepts(const char* call, node_id id, OMX_U32 index, const void* params);
     bool loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const;
     void storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size);
     std::vector<buffer_id> idsOf(OMX_U32 port, bool heldOnly) const;
@@ -210,12 +201,11 @@ class FakeOmx : public android::BnOMX {
 
     std::atomic<Answer> mStateAnswer{Answer::kLater};
     std::atomic<Answer> mEmptyAnswer{Answer::kLater};
-    mutable std::mutex mMutex;  // guards all below; never held while a message is delivered
-    std::condition_variable mChanged;
+    mutable std::recursive_mutex mMutex;  // guards all below; never held while a message is delivered
+    std::condition_variable_any mChanged;
     const std::vector<std::string> mComponents;
     std::function<void(const SentInput&)> mInputHandler;
     std::map<std::string, int> mRefusals;  // calls left until one fails, by name; "" for any
-    bool mHold = false;
     bool mQuit = false;
     std::vector<std::string> mCalls;
     std::vector<SentInput> mInputs;
@@ -226,19 +216,6 @@ class FakeOmx : public android::BnOMX {
     std::deque<android::omx_message> mMessages;
     bool mDelivering = false;
     std::thread mMessageThread;
-};
-
-/// Makes `omx` the component host of "media.player" for its lifetime; afterwards the process has no
-/// media service. One at a time. The platform's own host is never made, nor its codecs loaded.
-class FakeMediaService {
-  public:
-    /// A null `omx` is a media service without a component host.
-    explicit FakeMediaService(const android::sp<android::IOMX>& omx);
-    /// A process in which no media service answers.
-    FakeMediaService();
-    ~FakeMediaService();
-    FakeMediaService(const FakeMediaService&) = delete;
-    FakeMediaService& operator=(const FakeMediaService&) = delete;
 };
 
 }  // namespace zem::test

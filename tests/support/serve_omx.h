@@ -7,7 +7,8 @@
 
 namespace zem::test {
 
-/// Puts `omx` behind the service "media.player" of this process.
+/// Puts `omx`, which may be null, behind the service "media.player" of this process. The platform's own
+/// host is never made, nor its codecs loaded.
 inline void serveOmx(const android::sp<android::IOMX>& omx) {
     android::defaultServiceManager()->addService(android::String16("media.player"),
                                                  makeMediaPlayerService(omx)->asBinder());

@@ -7,11 +7,11 @@
 
 #include "platform/linux/omx_host/ids.h"
 #include "platform/linux/omx_host/node.h"
+#include "platform/linux/omx_host/plain_buffer_omx.h"
 
 namespace zem {
 
 using android::BAD_VALUE;
-using android::INVALID_OPERATION;
 using android::NAME_NOT_FOUND;
 using android::NO_MEMORY;
 using android::OK;
@@ -22,7 +22,7 @@ namespace {
 
 /// Finds the node and calls it, with no lock of the host held: a node that is freed meanwhile lives
 /// until the call is over, and refuses it.
-class OmxHost final : public android::BnOMX {
+class OmxHost final : public PlainBufferOmx {
   public:
     explicit OmxHost(ComponentRegistry registry) : mRegistry(std::move(registry)) {}
 
@@ -139,31 +139,6 @@ class OmxHost final : public android::BnOMX {
     status_t getExtensionIndex(node_id node, const char* name, OMX_INDEXTYPE* index) override {
         const std::shared_ptr<Node> found = find(node);
         return found != nullptr ? found->getExtensionIndex(name, index) : BAD_VALUE;
-    }
-
-    // There are no graphic buffers on this platform.
-    status_t storeMetaDataInBuffers(node_id, OMX_U32, OMX_BOOL) override { return INVALID_OPERATION; }
-    status_t prepareForAdaptivePlayback(node_id, OMX_U32, OMX_BOOL, OMX_U32, OMX_U32) override {
-        return INVALID_OPERATION;
-    }
-    status_t configureVideoTunnelMode(node_id, OMX_U32, OMX_BOOL, OMX_U32, void**) override {
-        return INVALID_OPERATION;
-    }
-    status_t enableGraphicBuffers(node_id, OMX_U32, OMX_BOOL) override { return INVALID_OPERATION; }
-    status_t getGraphicBufferUsage(node_id, OMX_U32, OMX_U32*) override { return INVALID_OPERATION; }
-    status_t useGraphicBuffer(node_id, OMX_U32, const sp<android::GraphicBuffer>&, buffer_id*) override {
-        return INVALID_OPERATION;
-    }
-    status_t updateGraphicBufferInMeta(node_id, OMX_U32, const sp<android::GraphicBuffer>&,
-                                       buffer_id) override {
-        return INVALID_OPERATION;
-    }
-    status_t createInputSurface(node_id, OMX_U32, sp<android::IGraphicBufferProducer>*) override {
-        return INVALID_OPERATION;
-    }
-    status_t signalEndOfInputStream(node_id) override { return INVALID_OPERATION; }
-    status_t setInternalOption(node_id, OMX_U32, OMX_U32, const void*, size_t) override {
-        return INVALID_OPERATION;
     }
 
   private:
