@@ -4,7 +4,9 @@
 #include <jni.h>
 
 #include <atomic>
-#include <memory>
+#include <deque>
+#include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -12,15 +14,29 @@
 
 namespace zem::test {
 
+class FakeVm;
+
+/// One thread's environment. Kept for good, so that a late use is noticed.
+struct FakeThread : JNIEnv {
+    FakeVm* vm = nullptr;
+    bool attached = false;
+    bool exceptionPending = false;
+};
+
+/// What a jobject points at. Kept for good, so that a dead one is noticed.
+struct FakeReference {
+    FakeObject* object;
+    FakeThread* owner;  // null for a global reference
+    bool alive;
+};
+
 /// One VM, with the JNI functions that the engine and its platform call; the slots of all others are null.
-/// Threads, references and pending exceptions are followed. References are never reused, so that the use
-/// of a dead one is always noticed. All members: any thread.
-class FakeVm {
+/// Threads, references and pending exceptions are followed. All public members: any thread.
+class FakeVm : JavaVM {
   public:
     FakeVm();
-    ~FakeVm();
 
-    JavaVM* vm();
+    JavaVM* vm() { return this; }
     /// The calling thread's environment; makes it a Java thread, which has no part in attaches().
     JNIEnv* env();
     /// A new local reference of the calling Java thread, as native methods get their arguments.
@@ -44,23 +60,34 @@ class FakeVm {
     /// What RegisterNatives got, by class and method, as a pointer to `Function`; null when there is none.
     template <typename Function>
     Function* native(const std::string& className, const std::string& name) const {
-        return reinterpret_cast<Function*>(native(className + "." + name));
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const auto found = mNatives.find(className + "." + name);
+        return found != mNatives.end() ? reinterpret_cast<Function*>(found->second) : nullptr;
     }
 
     // Knobs: how the VM fails.
     std::atomic<bool> failAttach{false};        // AttachCurrentThread answers JNI_ERR
     std::atomic<bool> failNewGlobalRef{false};  // NewGlobalRef answers null
 
-    struct State;  // the fake's own
-
   private:
-    void* native(const std::string& key) const;
+    friend struct FakeCall;
+    static jint getEnv(JavaVM* vm, void** env, jint version);
+    static jint attach(JavaVM* vm, JNIEnv** env, void* arguments);
+    static jint detach(JavaVM* vm);
+    // These three with the mutex held; a reference is global without an owner, and null for null.
+    FakeThread& envOfThisThread();
+    jobject refer(FakeObject* object, FakeThread* owner);
+    void end(FakeReference& reference);
 
-    std::atomic<int> mGlobals{0};
-    std::atomic<int> mLocals{0};
-    std::atomic<int> mAttaches{0};
-    std::atomic<int> mDetaches{0};
-    const std::unique_ptr<State> mState;
+    std::atomic<int> mGlobals{0}, mLocals{0}, mAttaches{0}, mDetaches{0};
+    JNIInvokeInterface mVmTable{};
+    JNINativeInterface mEnvTable{};
+    mutable std::mutex mMutex;  // guards everything below; never held while a Java method runs
+    std::map<uint64_t, FakeThread> mEnvironments;
+    std::deque<FakeReference> mReferences;       // never reused
+    std::map<std::string, FakeObject> mClasses;  // by name; a class is a plain object
+    std::map<std::string, void*> mNatives;       // by "class.method"
+    std::vector<std::string> mViolations;
 };
 
 }  // namespace zem::test
