@@ -61,10 +61,7 @@ class Life {
         return mKind.result;
     }
 
-    int isOpen() {
-        const int query = ++mKind.queries;
-        return mKind.closesAtQuery != 0 ? query < mKind.closesAtQuery : mKind.openUntilDestroyed.load();
-    }
+    int isOpen() { return mKind.openQueries-- > 0; }
 
   private:
     void play(std::vector<uint8_t>& unit) {

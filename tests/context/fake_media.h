@@ -28,15 +28,11 @@ struct FakeCodec {
     std::atomic<int> result{0};  // of the calls with data
     /// Such a call waits until the codec is asked to close, as for an input buffer that never comes.
     std::atomic<bool> waitsForClose{false};
-    std::vector<uint8_t> output;  // empty: none is delivered
-    /// IsOpen() answers 0 from this query on; 0: it answers openUntilDestroyed.
-    std::atomic<int> closesAtQuery{0};
-    std::atomic<bool> openUntilDestroyed{false};
-    std::atomic<int> queries{0};
-
-    std::mutex mutex;                // guards the lists
-    std::vector<std::string> opens;  // arguments
-    std::vector<bool> closes;        // how each was to close, where that was said
+    std::vector<uint8_t> output;      // empty: none is delivered
+    std::atomic<int> openQueries{0};  // IsOpen() says yes so many times
+    std::mutex mutex;                 // guards the lists
+    std::vector<std::string> opens;   // arguments
+    std::vector<bool> closes;         // how each was to close, where that was said
     std::atomic<int> living{0};
     std::atomic<int> overlappingLives{0};  // constructed while another lived
     std::atomic<int> inCall{0};

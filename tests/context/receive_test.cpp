@@ -102,7 +102,7 @@ TEST_F(Receive, ADecoderThatFailsToOpenLeavesTheHeader) {
 // The id is one for both directions: a refused open of the encoder blinds the decoder's queries.
 TEST_F(Receive, QueriesFollowTheIdThatWasOpenedLast) {
     ASSERT_TRUE(open());
-    fakeDecoder().openUntilDestroyed = true;
+    fakeDecoder().openQueries = 9;
     fakeDecoder().result = 3;
     context().SetDecodedSize(5);
     EXPECT_TRUE(context().IsDecoderOpen() && context().GetDecodedSize() == 5);
@@ -166,24 +166,23 @@ TEST_F(Receive, ClosingLetsTheDecoderItsSinkAndTheHeaderGo) {
 TEST_F(Receive, ReopeningWaitsForADecoderThatIsStillOpen) {
     // How many decoders there are at each sleep; the long one is after the old one's end.
     const struct {
-        int closesAtQuery;
+        int openQueries;
         std::vector<int64_t> sleeps;
         std::vector<int> living;
     } cases[] = {
-        {1, {}, {}},
-        {3, {500000, 500000}, {1, 1}},
-        {0, {500000, 500000, 5000000}, {1, 1, 0}},
+        {0, {}, {}},
+        {2, {500000, 500000}, {1, 1}},
+        {99, {500000, 500000, 5000000}, {1, 1, 0}},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.closesAtQuery);
+        SCOPED_TRACE(row.openQueries);
         resetFakeMedia();
         std::vector<int> living;
         SteppedClock clock([&living](size_t) { living.push_back(fakeDecoder().living); });
         context().setSink(KivContext::Sink::Decoder, mSink);
         ASSERT_TRUE(open());
         keepHeader({1});
-        fakeDecoder().openUntilDestroyed = true;
-        fakeDecoder().closesAtQuery = row.closesAtQuery;
+        fakeDecoder().openQueries = row.openQueries;
         EXPECT_TRUE(open());
         EXPECT_EQ(clock.sleeps, row.sleeps);
         EXPECT_EQ(living, row.living);

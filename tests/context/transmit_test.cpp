@@ -154,14 +154,13 @@ TEST_F(Transmit, CameraFramesReplaceTheScreenUntilTheEncoderGoes) {
 }
 
 TEST_F(Transmit, ReopeningWaitsForAnEncoderThatIsStillOpen) {
-    const std::pair<int, long> cases[] = {{0, 7}, {1, 0}, {4, 3}};
-    for (const auto& [closesAtQuery, sleeps] : cases) {
-        SCOPED_TRACE(closesAtQuery);
+    const std::pair<int, long> cases[] = {{99, 7}, {0, 0}, {3, 3}};
+    for (const auto& [openQueries, sleeps] : cases) {
+        SCOPED_TRACE(openQueries);
         resetFakeMedia();
         FakeClock clock(1000);
         openBoth();
-        fakeEncoder().openUntilDestroyed = true;
-        fakeEncoder().closesAtQuery = closesAtQuery;
+        fakeEncoder().openQueries = openQueries;
         EXPECT_TRUE(context().openVideoEncoder(2, 1, 2, 3, false));
         EXPECT_EQ(clock.sleepsOf(1000000), sleeps);
         EXPECT_EQ(fakeEncoder().living, 1) << "the former one is gone";
