@@ -20,36 +20,36 @@ class AudioTest : public DecoderTest {
         format.eEncoding = OMX_AUDIO_CodingAAC;
         mOmx->presetParameter(kFormatIndex, 1, format);
     }
-    /// Null when creation failed, `*result` is Create's.
+    /// Null when creation failed; mResult is Create's.
     template <typename Component>
-    std::unique_ptr<Component> made(int channels, int* result, const char* name = kSecDecoder) {
+    std::unique_ptr<Component> made(int channels = 2, const char* name = kSecDecoder) {
         audioEncParams params{channels, 96000, 44100, 16, name};
         Component* component = nullptr;
-        *result = Component::Create(&component, &params);
+        mResult = Component::Create(&component, &params);
         return std::unique_ptr<Component>(component);
     }
     OMX_AUDIO_PARAM_PCMMODETYPE pcm(OMX_U32 index) const {
         return mOmx->parameter<OMX_AUDIO_PARAM_PCMMODETYPE>(OMX_IndexParamAudioPcm, index);
     }
+    int mResult = 0;
     /// Every read and write of a set-up of `steps` of each, refused; but for the read `harmless`.
     template <typename Component>
     void expectRefusalsClean(int steps, int harmless) {
         Component* unconnected = nullptr;
         EXPECT_EQ(28, Component::Create(&unconnected, nullptr));
         delete unconnected;
-        int result = 0;
-        EXPECT_EQ(nullptr, made<Component>(2, &result, "OMX.none"));
-        EXPECT_EQ(6, result);
+        EXPECT_EQ(nullptr, made<Component>(2, "OMX.none"));
+        EXPECT_EQ(6, mResult);
         mOmx->refuse("allocateNode");
-        EXPECT_EQ(nullptr, made<Component>(2, &result));
-        EXPECT_EQ(4, result);
+        EXPECT_EQ(nullptr, made<Component>());
+        EXPECT_EQ(4, mResult);
         for (const std::string call : {"getParameter", "setParameter"}) {
             for (int step = 1; step <= steps; step++) {
                 listAac();  // a walk that is refused writes back what it has
                 mOmx->refuse(call, step);
                 const bool works = call == "getParameter" && step == harmless;
-                EXPECT_EQ(works, made<Component>(2, &result) != nullptr) << call << step;
-                EXPECT_EQ(0, result);
+                EXPECT_EQ(works, made<Component>() != nullptr) << call << step;
+                EXPECT_EQ(0, mResult);
                 EXPECT_EQ(0, mOmx->liveNodes());
             }
         }
@@ -62,9 +62,8 @@ TEST_F(AudioTest, RefusedSetUpLeavesNothing) {
 }
 
 TEST_F(AudioTest, EncoderParameters) {
-    int result = 0;
     for (const int channels : {1, 2}) {
-        const auto encoder = made<QcomOmxInterfaceAudioEnc>(channels, &result);
+        const auto encoder = made<QcomOmxInterfaceAudioEnc>(channels);
         ASSERT_NE(nullptr, encoder);
         EXPECT_EQ(OMX_AUDIO_CodingPCM, port(0).format.audio.eEncoding);
         EXPECT_EQ(OMX_AUDIO_CodingAAC, port(1).format.audio.eEncoding);
@@ -84,18 +83,16 @@ TEST_F(AudioTest, EncoderParameters) {
 
 TEST_F(AudioTest, FormatWalkEnds) {
     mOmx->presetParameter(kFormatIndex, 1, OMX_AUDIO_PARAM_PORTFORMATTYPE{});
-    int result = 0;
-    EXPECT_NE(nullptr, made<QcomOmxInterfaceAudioEnc>(2, &result)) << "a list without end and without AAC";
+    EXPECT_NE(nullptr, made<QcomOmxInterfaceAudioEnc>()) << "a list without end and without AAC";
     mOmx->forgetCalls();
     mOmx->refuse("getParameter", 5);
-    EXPECT_NE(nullptr, made<QcomOmxInterfaceAudioEnc>(2, &result));
+    EXPECT_NE(nullptr, made<QcomOmxInterfaceAudioEnc>());
     EXPECT_EQ(3, mOmx->callCount("getParameter 4000001 1"));
     EXPECT_EQ(1, mOmx->callCount("setParameter 4000001 1")) << "what the refusal left";
 }
 
 TEST_F(AudioTest, DecoderParameters) {
-    int result = 0;
-    mDecoder = made<QcomOmxInterfaceAudioDec>(2, &result);
+    mDecoder = made<QcomOmxInterfaceAudioDec>();
     ASSERT_NE(nullptr, mDecoder);
     const struct {
         OMX_U32 size, alignment;
@@ -119,8 +116,7 @@ TEST_F(AudioTest, DecoderParameters) {
 }
 
 TEST_F(AudioTest, DecoderDeliversRightAfterAChange) {
-    int result = 0;
-    mDecoder = made<QcomOmxInterfaceAudioDec>(2, &result);
+    mDecoder = made<QcomOmxInterfaceAudioDec>();
     mDecoder->registerOutputCallback(Outputs::callback, &mOutputs);
     ASSERT_EQ(0, mDecoder->init());
     ASSERT_TRUE(change(7, 7, 3));

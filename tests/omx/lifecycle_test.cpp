@@ -1,8 +1,10 @@
 // Connection, start and stop against a host that follows the rules, hangs or refuses. Would catch: a
 // state command out of order, a wait left out or without limit, a wake-up lost at teardown, an error
 // overwritten, a code mixed up, a node or buffer left in the service, a message into a freed interface,
-// memory unmapped under a callback, an interface freed under a callback of its own. Meant above all for the
-// sanitizer builds.
+// memory unmapped under a callback, an interface freed under a callback of its own, a closed interface
+// that ends another one's output thread, a thread without a slot past the hundredth. Meant above all for
+// the sanitizer builds.
+#include "omx/check_output_thread.h"
 #include "tests/omx/omx_fixture.h"
 
 namespace zem::test {
@@ -14,35 +16,23 @@ TEST_F(LifecycleTest, WalksTheStatesAndFreesEverythingInOrder) {
     auto component = std::make_unique<BareComponent>();
     start(*component);
     EXPECT_EQ(OMX_StateExecuting, component->omxState());
-    const auto in = mOmx->buffers(0);
-    const auto out = mOmx->buffers(1);
+    EXPECT_EQ((std::vector<android::IOMX::buffer_id>{101, 102}), mOmx->buffers(0));
     EXPECT_EQ(0, component->sendEndOfInputFlag(0));
     ASSERT_TRUE(eventually([&] { return component->frameIsLast(); }));
     mOmx->waitDelivered();
     EXPECT_EQ(0, component->deInit(false));
     component.reset();
-    const auto id = [](android::IOMX::buffer_id buffer) { return std::to_string(buffer); };
-    const std::vector<std::string> expected = {"listNodes",
-                                               std::string("allocateNode ") + kCodec,
-                                               "sendCommand 0 2",
-                                               "getParameter 2000001 0",
-                                               "useBuffer 0",
-                                               "useBuffer 0",
-                                               "getParameter 2000001 1",
-                                               "useBuffer 1",
-                                               "useBuffer 1",
-                                               "sendCommand 0 3",
-                                               "fillBuffer " + id(out[0]),
-                                               "fillBuffer " + id(out[1]),
-                                               "emptyBuffer " + id(in[0]) + " 0 1 0",
-                                               "sendCommand 0 2",
-                                               "sendCommand 0 1",
-                                               "freeBuffer 1 " + id(out[1]),
-                                               "freeBuffer 1 " + id(out[0]),
-                                               "freeBuffer 0 " + id(in[1]),
-                                               "freeBuffer 0 " + id(in[0]),
-                                               "freeNode 1"};
-    EXPECT_EQ(expected, mOmx->calls());
+    std::string calls;
+    for (const std::string& call : mOmx->calls()) {
+        calls += call + "; ";
+    }
+    EXPECT_EQ(
+        std::string("listNodes; allocateNode ") + kCodec +
+            "; sendCommand 0 2; getParameter 2000001 0; useBuffer 0; useBuffer 0; "
+            "getParameter 2000001 1; useBuffer 1; useBuffer 1; sendCommand 0 3; fillBuffer 103; "
+            "fillBuffer 104; emptyBuffer 101 0 1 0; sendCommand 0 2; sendCommand 0 1; freeBuffer 1 104; "
+            "freeBuffer 1 103; freeBuffer 0 102; freeBuffer 0 101; freeNode 1; ",
+        calls);
 }
 
 TEST_F(LifecycleTest, HangingComponentIsLeftAfterTheLimits) {
@@ -237,6 +227,36 @@ TEST_F(LifecycleTest, InterfaceAndBuffersOutliveTheCallbackUnderWay) {
         slow.leave.set_value();
         expectEnd(std::move(deletion));
         EXPECT_EQ(emptied ? Outputs::Unit{} : (Outputs::Unit{1, 2, 3}), slow.read);
+    }
+}
+
+TEST(Registry, LateOwnerLeavesTheSlotsNewOwnerAlone) {
+    CheckOutputThread registry;
+    int first = 0;
+    int second = 0;
+    const int slot = registry.add(&first);
+    registry.del(slot);
+    EXPECT_FALSE(registry.isAlive(slot));
+    ASSERT_EQ(slot, registry.add(&second));
+    registry.del(slot, first);
+    EXPECT_EQ(second, registry.getCount(slot));
+    registry.del(slot, second);
+    EXPECT_FALSE(registry.isAlive(slot));
+}
+
+TEST(Registry, HundredAndFirstSharesSlotZeroWithoutTakingIt) {
+    CheckOutputThread registry;
+    for (int i = 0; i < 100; i++) {
+        EXPECT_EQ(i, registry.add());
+    }
+    int serial = 0;
+    EXPECT_EQ(0, registry.add(&serial));
+    EXPECT_EQ(101, serial);
+    registry.del(0, serial);
+    EXPECT_EQ(1, registry.getCount(0)) << "the sharer must not end the owner's thread";
+    for (const int outside : {-1, 100}) {
+        registry.del(outside);
+        EXPECT_FALSE(registry.isAlive(outside));
     }
 }
 
