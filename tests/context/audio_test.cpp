@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "context/kiv_context.h"
-#include "tests/context/stepped_clock.h"
 #include "tests/jni/bridge.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/fake_hook.h"
@@ -160,10 +159,10 @@ TEST_F(Audio, TheCallbackTakesOnlySound) {
 
 TEST_F(Audio, TheProbeCountsTheBlocksOf700Milliseconds) {
     int blocks = 9;
-    SteppedClock clock([&](size_t i) { bring(Bytes(8), clock.sleeps[i] == 700000 ? blocks : 0); });
+    mClock.onSleep = [&](size_t i) { bring(Bytes(8), mClock.sleeps()[i] == 700000 ? blocks : 0); };
     const auto probe = [&] { return call<jboolean>(kAudioTx, "isAdudioPlaying", mSound) != 0; };
     EXPECT_FALSE(probe());
-    EXPECT_THAT(clock.sleeps, ElementsAre(100000, 300000, 700000, 200000, 1000000));
+    EXPECT_THAT(mClock.sleeps(), ElementsAre(100000, 300000, 700000, 200000, 1000000));
     blocks = 10;
     EXPECT_TRUE(probe() && !session().isAudioHookRunning());
     EXPECT_EQ(rateAndFormat(), 48001);
@@ -174,6 +173,7 @@ TEST_F(Audio, TheProbeCountsTheBlocksOf700Milliseconds) {
     EXPECT_FALSE(probe() || session().startAudioHookClient());
     mHook->refuses = false;
     expectErrors({"AudioHookClient failed to start ", "AudioHookClient is not ready"});
+    mClock.onSleep = nullptr;
 }
 
 TEST_F(Audio, VorbisGoesThroughBuffersThatHoldIt) {

@@ -10,7 +10,7 @@
 #include "context/hand_off.h"
 #include "context/kiv_context.h"
 #include "tests/context/fake_media.h"
-#include "tests/context/stepped_clock.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/log_capture.h"
 
 namespace zem::test {
@@ -178,13 +178,14 @@ TEST_F(Receive, ReopeningWaitsForADecoderThatIsStillOpen) {
         SCOPED_TRACE(row.openQueries);
         resetFakeMedia();
         std::vector<int> living;
-        SteppedClock clock([&living](size_t) { living.push_back(fakeDecoder().living); });
+        FakeClock clock(1000000);
+        clock.onSleep = [&living](size_t) { living.push_back(fakeDecoder().living); };
         context().setSink(KivContext::Sink::Decoder, mSink);
         ASSERT_TRUE(open());
         keepHeader({1});
         fakeDecoder().openQueries = row.openQueries;
         EXPECT_TRUE(open());
-        EXPECT_EQ(clock.sleeps, row.sleeps);
+        EXPECT_EQ(clock.sleeps(), row.sleeps);
         EXPECT_EQ(living, row.living);
         EXPECT_EQ(mSink.use_count(), 2) << "the sink is for the new decoder";
         EXPECT_TRUE(context().ReadyEncoderHeader());

@@ -5,8 +5,8 @@
 
 #include "context/hand_off.h"
 #include "context/kiv_context.h"
-#include "tests/context/stepped_clock.h"
 #include "tests/jni/bridge.h"
+#include "tests/support/fake_clock.h"
 
 namespace zem::test {
 namespace {
@@ -34,7 +34,8 @@ TEST_F(EncoderHeader, IsWaitedForInTwentyMillisecondPolls) {
         SCOPED_TRACE(row.arrives);
         resetFakeMedia();
         size_t whenClosed = 99;
-        SteppedClock clock([&](size_t sleep) {
+        FakeClock clock(1000000);
+        clock.onSleep = [&](size_t sleep) {
             uint8_t unit[] = {1, 2, 3};
             if (sleep == row.arrives) {
                 copyHeaderForDecoder(unit, 3);
@@ -43,11 +44,11 @@ TEST_F(EncoderHeader, IsWaitedForInTwentyMillisecondPolls) {
                 whenClosed = sleep;
                 EXPECT_EQ(fakeScreen().living, 0);
             }
-        });
+        };
         EXPECT_EQ(create(), row.result);
         std::vector<int64_t> sleeps(static_cast<size_t>(row.polls), 20000);
         sleeps.push_back(300000);
-        EXPECT_EQ(clock.sleeps, sleeps);
+        EXPECT_EQ(clock.sleeps(), sleeps);
         EXPECT_EQ(whenClosed, sleeps.size() - 1);
         EXPECT_EQ(fakeEncoder().closes, std::vector<bool>{true});
     }
@@ -74,13 +75,13 @@ TEST_F(EncoderHeader, AFailedAttemptOnlyReturns) {
     ASSERT_EQ(set(peer, 5), 5);
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
-        SteppedClock clock([](size_t) {});
+        FakeClock clock(1000000);
         call<void>(kVideoTx, "setVideoEncoderEnv", mPool);
         fakeEncoder().openResult = 1;
         ASSERT_TRUE(openEncoder());
         fakeEncoder().openResult = row.openResult;
         EXPECT_EQ(create(row.source, row.id), row.result);
-        EXPECT_EQ(clock.sleeps.size(), row.sleeps);
+        EXPECT_EQ(clock.sleeps().size(), row.sleeps);
         EXPECT_EQ(fakeScreen().living, row.screens);
         EXPECT_EQ(fakeEncoder().living, row.encoders);
         EXPECT_EQ(mVm.globalRefs(), row.sinks);

@@ -1,10 +1,12 @@
-// A clock for tests: remembers every sleep and wait that was asked for, and makes them short.
+// Clocks for tests. One remembers every sleep and wait that was asked for, and makes them short;
+// the other is for tests of what must end a wait: the wait's own length does not.
 #pragma once
 
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -24,6 +26,9 @@ class FakeClock final : public Clock {
 
     void sleepMicros(int64_t micros) override {
         record(mSleeps, micros);
+        if (onSleep) {
+            onSleep(sleeps().size() - 1);
+        }
         usleep(static_cast<useconds_t>(micros / mDivisor));
     }
 
@@ -34,6 +39,9 @@ class FakeClock final : public Clock {
         const int64_t total = now.tv_usec + micros / mDivisor;
         return {static_cast<time_t>(now.tv_sec + total / 1000000), static_cast<long>(total % 1000000) * 1000};
     }
+
+    /// Acts in the middle of a sleep, whose number it gets, from 0. Set before threads sleep.
+    std::function<void(size_t)> onSleep;
 
     /// The lengths in microseconds of all sleeps, all timed waits, and the sleeps and waits of the thread
     /// that made the clock, in order of their start.
@@ -70,6 +78,27 @@ class FakeClock final : public Clock {
     const std::thread::id mThread = std::this_thread::get_id();
     mutable std::mutex mMutex;  // guards the lists
     std::vector<int64_t> mSleeps, mWaits, mOwn;
+};
+
+/// While it lives, waits last minutes unless they are ended by what they wait for, and sleeps hardly
+/// anything. Engine threads may run: they use a clock that is never destroyed.
+class LongWaits {
+  public:
+    explicit LongWaits(Clock& before) : mBefore(before) {
+        static MinuteClock& minutes = *new MinuteClock;
+        setClock(&minutes);
+    }
+    ~LongWaits() { setClock(&mBefore); }
+    LongWaits(const LongWaits&) = delete;
+    LongWaits& operator=(const LongWaits&) = delete;
+
+  private:
+    class MinuteClock final : public Clock {
+      public:
+        void sleepMicros(int64_t) override { usleep(100); }
+        timespec deadlineAfterMicros(int64_t) override { return {time(nullptr) + 300, 0}; }
+    };
+    Clock& mBefore;
 };
 
 }  // namespace zem::test
