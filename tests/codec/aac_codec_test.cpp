@@ -10,11 +10,9 @@
 #include "codec/omx_aac_decoder.h"
 #include "codec/omx_aac_encoder.h"
 #include "tests/codec/recorded_hand_off.h"
-#include "tests/omx/long_waits.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
-#include "tests/support/serve_omx.h"
 
 using namespace zem::test;
 

@@ -8,7 +8,6 @@
 #include "codec/component_names.h"
 #include "tests/codec/fake_identification.h"
 #include "tests/support/omx_proxy.h"
-#include "tests/support/serve_omx.h"
 
 using namespace zem::test;
 

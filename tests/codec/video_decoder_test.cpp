@@ -18,7 +18,6 @@
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
-#include "tests/support/serve_omx.h"
 
 using namespace zem::test;
 

@@ -11,7 +11,6 @@
 
 #include "omx/qcom_omx_interface_decoder.h"
 #include "omx/qcom_omx_interface_encoder.h"
-#include "tests/omx/long_waits.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"

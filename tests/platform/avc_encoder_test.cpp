@@ -5,12 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <random>
 #include <string>
 
 #include "platform/linux/codecs/frame_layout.h"
-#include "tests/platform/codec_client.h"
 #include "tests/platform/h264_stream.h"
+#include "tests/platform/stream_damage.h"
 #include "tests/support/log_capture.h"
 
 namespace zem::test {
@@ -19,7 +18,8 @@ namespace {
 constexpr OMX_U32 kSemiPlanar = 21;
 
 struct EncoderClient : CodecClient {
-    using CodecClient::CodecClient;
+    explicit EncoderClient(bool qcom = false)
+        : CodecClient(qcom ? "qcom" : "sec", qcom ? "OMX.qcom.video.encoder.avc" : "OMX.SEC.avc.enc") {}
 
     status_t setSize(OMX_U32 index, OMX_U32 width, OMX_U32 height, OMX_U32 colorFormat,
                      OMX_U32 frameRateQ16 = 30 << 16) {
@@ -50,15 +50,17 @@ struct EncoderClient : CodecClient {
         send(frame, timestamp);
         awaitInputs();
     }
+    template <typename T>
+    status_t setConfig(OMX_INDEXTYPE index, const T& fields) {
+        return omx->setConfig(node, index, &fields, sizeof fields);
+    }
 };
 
 // Black and white dots: nothing costs an encoder more.
-std::vector<uint8_t> noise(size_t size) {
-    static std::minstd_rand random(1);
-    std::vector<uint8_t> bytes(size);
-    for (uint8_t& byte : bytes) {
-        byte = (random() >> 8) % 2 == 0 ? 0 : 255;
-    }
+Bytes dots(size_t size) {
+    static Random random(1);
+    Bytes bytes = noise(size, random);
+    std::transform(bytes.begin(), bytes.end(), bytes.begin(), [](uint8_t byte) { return byte % 2 * 255; });
     return bytes;
 }
 
@@ -76,9 +78,9 @@ TEST(AvcEncoder, PlanesStandWhereTheChipsReadThem) {
 }
 
 TEST(AvcEncoder, ConfigurationFirstAndOnceThenOneUnitAFrame) {
-    EncoderClient client("sec", "OMX.SEC.avc.enc");
+    EncoderClient client;
     client.configure(64, 48, 1000000);
-    const auto frame = noise(size_t{64} * 48 * 3 / 2);
+    const auto frame = dots(size_t{64} * 48 * 3 / 2);
     EXPECT_EQ(client.port(kInputPort).nBufferSize, frame.size());
     for (int round = 0; round < 2; round++) {  // after a stop the stream begins anew
         SCOPED_TRACE(round);
@@ -105,7 +107,7 @@ TEST(AvcEncoder, ConfigurationFirstAndOnceThenOneUnitAFrame) {
 }
 
 TEST(AvcEncoder, KeyFramesByIntervalAndOnRequest) {
-    EncoderClient client("sec", "OMX.SEC.avc.enc");
+    EncoderClient client;
     client.configure(128, 64, 1000000);
     OMX_VIDEO_PARAM_AVCTYPE avc{};
     avc.nPortIndex = kOutputPort;
@@ -118,9 +120,9 @@ TEST(AvcEncoder, KeyFramesByIntervalAndOnRequest) {
     client.start();
     for (int i = 0; i < 17; i++) {
         if (i == 13) {
-            client.omx->setConfig(client.node, OMX_IndexConfigVideoIntraVOPRefresh, &refresh, sizeof refresh);
+            client.setConfig(OMX_IndexConfigVideoIntraVOPRefresh, refresh);
         }
-        client.code(noise(size_t{128} * 64 * 3 / 2));
+        client.code(dots(size_t{128} * 64 * 3 / 2));
     }
     std::string pattern;
     for (const auto& output : client.finish()) {
@@ -130,7 +132,7 @@ TEST(AvcEncoder, KeyFramesByIntervalAndOnRequest) {
 }
 
 TEST(AvcEncoder, BitRateIsKeptAndChangesWhileCoding) {
-    EncoderClient client("sec", "OMX.SEC.avc.enc");
+    EncoderClient client;
     client.configure(320, 240, 4000000);
     client.start();
     for (const OMX_U32 rate : {4000000u, 500000u}) {
@@ -140,10 +142,9 @@ TEST(AvcEncoder, BitRateIsKeptAndChangesWhileCoding) {
                   OK);
         fields.nPortIndex = kOutputPort;
         fields.nEncodeBitrate = rate;
-        ASSERT_EQ(client.omx->setConfig(client.node, OMX_IndexConfigVideoBitrate, &fields, sizeof fields),
-                  OK);
+        ASSERT_EQ(client.setConfig(OMX_IndexConfigVideoBitrate, fields), OK);
         for (int i = 0; i < 60; i++) {  // noise costs what the rate allows
-            client.code(noise(size_t{320} * 240 * 3 / 2));
+            client.code(dots(size_t{320} * 240 * 3 / 2));
         }
     }
     const auto outputs = client.finish();
@@ -164,11 +165,11 @@ TEST(AvcEncoder, EveryRateGivesAReadableStream) {
                  {2, 1000000, 0},  {1, 1000000, 0xFFFF0000}, {0, 240000000, 30 << 16}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.control << " " << c.bitRate << " " << c.frameRateQ16);
-        EncoderClient client("sec", "OMX.SEC.avc.enc");
+        EncoderClient client;
         client.configure(320, 176, c.bitRate, c.control, c.frameRateQ16);
         client.start();
-        client.code(noise(size_t{320} * 176 * 3 / 2));
-        client.code(noise(size_t{320} * 176 * 3 / 2));
+        client.code(dots(size_t{320} * 176 * 3 / 2));
+        client.code(dots(size_t{320} * 176 * 3 / 2));
         const auto outputs = client.finish();
         ASSERT_EQ(outputs.size(), 4u);
         const auto seen = picturesOf({outputs[0].bytes, outputs[1].bytes, outputs[2].bytes});
@@ -178,16 +179,16 @@ TEST(AvcEncoder, EveryRateGivesAReadableStream) {
 }
 
 TEST(AvcEncoder, ShortFramesAreDroppedAndReturned) {
-    EncoderClient client("qcom", "OMX.qcom.video.encoder.avc");
+    EncoderClient client(true);
     client.configure(80, 48, 1000000);
     client.start();
     const size_t whole = 4096 + 80 * 48 / 2;  // the chroma begins at a multiple of 2048
     forgetLog();
     for (const size_t size : {whole - 1, size_t{80} * 48 * 3 / 2, size_t{0}}) {
-        client.code(noise(size));
+        client.code(dots(size));
     }
     EXPECT_EQ(loggedCount("is dropped"), 3);
-    client.code(noise(whole), 7);
+    client.code(dots(whole), 7);
     const auto outputs = client.finish();
     ASSERT_EQ(outputs.size(), 3u);
     EXPECT_EQ(outputs[1].timestamp, 7);
@@ -197,7 +198,7 @@ TEST(AvcEncoder, RefusesWhatItCannotCode) {
     constexpr OMX_U32 kPlanar = 19;  // another chip's
     const OMX_U32 cases[][3] = {{641, 360, kSemiPlanar}, {640, 361, kSemiPlanar},       {0, 0, kSemiPlanar},
                                 {4098, 16, kSemiPlanar}, {0xFFFFFFF0, 16, kSemiPlanar}, {640, 360, kPlanar}};
-    EncoderClient client("qcom", "OMX.qcom.video.encoder.avc");
+    EncoderClient client(true);
     const OMX_U32 width = client.port(kInputPort).format.video.nFrameWidth;
     for (const auto& [w, h, colorFormat] : cases) {
         EXPECT_NE(client.setSize(kInputPort, w, h, colorFormat), OK) << w << "x" << h;

@@ -2,7 +2,6 @@
 // between native bytes and Java's colour, a stride in pixels, a lock of a recycled bitmap, pixels freed under
 // a lock, an exception left pending.
 #include <android/bitmap.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdarg>
@@ -28,22 +27,15 @@ jint JNICALL failOnOutput(FILE* /*file*/, const char* format, va_list arguments)
     return length;
 }
 
-// Loads libjvm and starts the VM with -Xcheck:jni; null when that fails.
+// Starts the VM with -Xcheck:jni; null when that fails.
 JNIEnv* startJavaVm() {
-    using Create = jint(JavaVM**, void**, void*);
-    void* library = dlopen(ZEM_LIBJVM, RTLD_NOW);
-    auto* create =
-        library != nullptr ? reinterpret_cast<Create*>(dlsym(library, "JNI_CreateJavaVM")) : nullptr;
-    std::string path = "-Djava.class.path=" ZEM_JAR;
-    std::string check = "-Xcheck:jni";
-    std::string hook = "vfprintf";
-    JavaVMOption options[] = {{path.data(), nullptr},
-                              {check.data(), nullptr},
-                              {hook.data(), reinterpret_cast<void*>(failOnOutput)}};
+    JavaVMOption options[] = {{const_cast<char*>("-Djava.class.path=" ZEM_JAR), nullptr},
+                              {const_cast<char*>("-Xcheck:jni"), nullptr},
+                              {const_cast<char*>("vfprintf"), reinterpret_cast<void*>(failOnOutput)}};
     JavaVMInitArgs arguments{JNI_VERSION_1_6, 3, options, JNI_FALSE};
     JavaVM* vm = nullptr;
-    void* env = nullptr;
-    return create != nullptr && create(&vm, &env, &arguments) == JNI_OK ? static_cast<JNIEnv*>(env) : nullptr;
+    JNIEnv* env = nullptr;
+    return JNI_CreateJavaVM(&vm, &env, &arguments) == JNI_OK ? env : nullptr;
 }
 
 class BitmapTest : public testing::Test {
@@ -68,7 +60,8 @@ class BitmapTest : public testing::Test {
         return bitmap;
     }
     uint32_t pixel(jobject bitmap, jint x, jint y) {
-        const jint colour = mEnv->CallIntMethod(bitmap, mEnv->GetMethodID(mClass, "getPixel", "(II)I"), x, y);
+        jmethodID get = mEnv->GetMethodID(mClass, "getPixel", "(II)I");
+        const jint colour = mEnv->CallIntMethod(bitmap, get, x, y);
         EXPECT_FALSE(mEnv->ExceptionCheck());
         return static_cast<uint32_t>(colour);
     }

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -41,20 +42,16 @@ void forgetLog() {
 }
 
 bool logged(int level, const std::string& text) {
-    for (const LogLine& line : loggedLines()) {
-        if (line.level == level && line.text == text) {
-            return true;
-        }
-    }
-    return false;
+    const std::vector<LogLine> all = loggedLines();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const LogLine& line) { return line.level == level && line.text == text; });
 }
 
 int loggedCount(const std::string& part) {
-    int count = 0;
-    for (const LogLine& line : loggedLines()) {
-        count += line.text.find(part) != std::string::npos ? 1 : 0;
-    }
-    return count;
+    const std::vector<LogLine> all = loggedLines();
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const LogLine& line) {
+        return line.text.find(part) != std::string::npos;
+    }));
 }
 
 }  // namespace zem::test

@@ -4,23 +4,11 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <cstring>
 
 using android::omx_message;
 using android::status_t;
 
 namespace zem::test {
-namespace {
-
-constexpr size_t kHeaderBytes = 12;  // nSize, nVersion, nPortIndex: the start of every structure
-
-OMX_U32 portOf(const void* params) {
-    OMX_U32 port = 0;
-    memcpy(&port, static_cast<const uint8_t*>(params) + 8, sizeof port);
-    return port;
-}
-
-}  // namespace
 
 FakeOmx::FakeOmx(std::vector<std::string> components)
     : mComponents(std::move(components)), mMessageThread([this] { deliverMessages(); }) {
@@ -172,23 +160,6 @@ int FakeOmx::liveBuffers() const {
     return static_cast<int>(count);
 }
 
-bool FakeOmx::loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const {
-    const Guard lock(mMutex);
-    const auto entry = mParameters.find({index, port});
-    if (entry == mParameters.end()) {
-        return true;
-    }
-    const bool fits = entry->second.size() == size;
-    memcpy(params, entry->second.data(), fits ? size : 0);
-    return fits;
-}
-
-void FakeOmx::storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size) {
-    const Guard lock(mMutex);
-    const auto* bytes = static_cast<const uint8_t*>(params);
-    mParameters[{index, port}].assign(bytes, bytes + size);
-}
-
 // --- The calls of IOMX, as the scripted components answer them.
 
 bool FakeOmx::refusedCall(const std::string& name, const std::string& line) {
@@ -239,17 +210,16 @@ status_t FakeOmx::freeNode(node_id id) {
 }
 
 status_t FakeOmx::sendCommand(node_id id, OMX_COMMANDTYPE command, OMX_S32 param) {
-    {
-        const Guard lock(mMutex);
-        Node* node = liveNode(id);
-        if (refused("sendCommand", static_cast<int>(command), param) || node == nullptr) {
-            return android::UNKNOWN_ERROR;
-        }
-        if (command == OMX_CommandStateSet) {
-            node->wanted = param;
-            progress(id, *node);
-        }
+    std::unique_lock<std::recursive_mutex> lock(mMutex);
+    Node* node = liveNode(id);
+    if (refused("sendCommand", static_cast<int>(command), param) || node == nullptr) {
+        return android::UNKNOWN_ERROR;
     }
+    if (command == OMX_CommandStateSet) {
+        node->wanted = param;
+        progress(id, *node);
+    }
+    lock.unlock();
     settle(mStateAnswer);
     return android::OK;
 }
@@ -283,29 +253,26 @@ void FakeOmx::progress(node_id id, Node& node) {
     sendEvent(OMX_EventCmdComplete, OMX_CommandStateSet, static_cast<OMX_U32>(node.state), id);
 }
 
-bool FakeOmx::accepts(const char* call, node_id id, OMX_U32 index, const void* params) {
+status_t FakeOmx::exchange(const char* call, node_id id, OMX_U32 index, uint8_t* params, size_t size,
+                           bool set) {
+    constexpr size_t kHeaderBytes = 12;  // nSize, nVersion, nPortIndex: the start of every structure
     const Guard lock(mMutex);
+    OMX_U32 port = 0;
+    memcpy(&port, params + 8, sizeof port);
     char hex[9];
     snprintf(hex, sizeof hex, "%x", static_cast<unsigned>(index));
-    return !refused(call, hex, portOf(params)) && liveNode(id) != nullptr;
-}
-
-status_t FakeOmx::load(const char* call, node_id id, OMX_U32 index, void* params, size_t size) {
-    if (!accepts(call, id, index, params)) {
+    if (refused(call, hex, port) || liveNode(id) == nullptr) {
         return android::BAD_VALUE;
     }
-    uint8_t header[kHeaderBytes];
-    memcpy(header, params, kHeaderBytes);
-    const bool fits = loadParameter(index, portOf(params), params, size);
-    memcpy(params, header, kHeaderBytes);
-    return fits ? android::OK : android::BAD_VALUE;
-}
-
-status_t FakeOmx::store(const char* call, node_id id, OMX_U32 index, const void* params, size_t size) {
-    if (!accepts(call, id, index, params)) {
+    std::vector<uint8_t>& stored = mParameters[{index, port}];
+    if (set || stored.empty()) {
+        stored.assign(params, params + (set ? size : 0));
+        return android::OK;
+    }
+    if (stored.size() != size) {
         return android::BAD_VALUE;
     }
-    storeParameter(index, portOf(params), params, size);
+    std::copy(stored.begin() + kHeaderBytes, stored.end(), params + kHeaderBytes);
     return android::OK;
 }
 
@@ -354,13 +321,12 @@ FakeOmx::Buffer* FakeOmx::submit(node_id id, OMX_U32 port, buffer_id buffer) {
 }
 
 status_t FakeOmx::fillBuffer(node_id id, buffer_id buffer) {
-    {
-        const Guard lock(mMutex);
-        if (refused("fillBuffer", buffer) || submit(id, 1, buffer) == nullptr) {
-            return android::BAD_VALUE;
-        }
-        pumpOutputs(id);
+    std::unique_lock<std::recursive_mutex> lock(mMutex);
+    if (refused("fillBuffer", buffer) || submit(id, 1, buffer) == nullptr) {
+        return android::BAD_VALUE;
     }
+    pumpOutputs(id);
+    lock.unlock();
     settle(mEmptyAnswer);
     return android::OK;
 }

@@ -3,10 +3,12 @@
 
 #include <OMX_Component.h>
 #include <binder/IMemory.h>
+#include <binder/IServiceManager.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <functional>
 #include <map>
@@ -17,8 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/omx_host/media_player_service.h"
 #include "platform/linux/omx_host/plain_buffer_omx.h"
-#include "tests/support/serve_omx.h"
 
 namespace zem::test {
 
@@ -100,15 +102,21 @@ class FakeOmx : public PlainBufferOmx {
     /// The structure last set under an index and port, by the engine or the test; zeroed if none was.
     template <typename Parameter>
     Parameter parameter(OMX_U32 index, OMX_U32 port) const {
+        const Guard lock(mMutex);
         Parameter result{};
-        loadParameter(index, port, &result, sizeof result);
+        const auto entry = mParameters.find({index, port});
+        if (entry != mParameters.end() && entry->second.size() == sizeof result) {
+            memcpy(&result, entry->second.data(), sizeof result);
+        }
         return result;
     }
     /// What getParameter and getConfig give for an index and port, behind the caller's header fields.
     /// Without it they leave the caller's structure as it is and succeed.
     template <typename Parameter>
     void presetParameter(OMX_U32 index, OMX_U32 port, const Parameter& value) {
-        storeParameter(index, port, &value, sizeof value);
+        const Guard lock(mMutex);
+        const auto* bytes = reinterpret_cast<const uint8_t*>(&value);
+        mParameters[{index, port}].assign(bytes, bytes + sizeof value);
     }
 
     // --- IOMX.
@@ -118,16 +126,17 @@ class FakeOmx : public PlainBufferOmx {
     status_t freeNode(node_id id) override;
     status_t sendCommand(node_id id, OMX_COMMANDTYPE command, OMX_S32 param) override;
     status_t getParameter(node_id id, OMX_INDEXTYPE index, void* params, size_t size) override {
-        return load("getParameter", id, index, params, size);
+        return exchange("getParameter", id, index, static_cast<uint8_t*>(params), size, false);
     }
     status_t setParameter(node_id id, OMX_INDEXTYPE index, const void* params, size_t size) override {
-        return store("setParameter", id, index, params, size);
+        return exchange("setParameter", id, index, static_cast<uint8_t*>(const_cast<void*>(params)), size,
+                        true);
     }
     status_t getConfig(node_id id, OMX_INDEXTYPE index, void* params, size_t size) override {
-        return load("getConfig", id, index, params, size);
+        return exchange("getConfig", id, index, static_cast<uint8_t*>(params), size, false);
     }
     status_t setConfig(node_id id, OMX_INDEXTYPE index, const void* params, size_t size) override {
-        return store("setConfig", id, index, params, size);
+        return exchange("setConfig", id, index, static_cast<uint8_t*>(const_cast<void*>(params)), size, true);
     }
     status_t useBuffer(node_id id, OMX_U32 port, const Memory& memory, buffer_id* buffer) override {
         return addBuffer("useBuffer", id, port, memory, buffer);
@@ -190,11 +199,7 @@ class FakeOmx : public PlainBufferOmx {
     void pumpOutputs(node_id id);
     void send(android::omx_message message, node_id node);
     status_t addBuffer(const char* call, node_id id, OMX_U32 port, const Memory& memory, buffer_id* buffer);
-    status_t load(const char* call, node_id id, OMX_U32 index, void* params, size_t size);
-    status_t store(const char* call, node_id id, OMX_U32 index, const void* params, size_t size);
-    bool accepts(const char* call, node_id id, OMX_U32 index, const void* params);
-    bool loadParameter(OMX_U32 index, OMX_U32 port, void* params, size_t size) const;
-    void storeParameter(OMX_U32 index, OMX_U32 port, const void* params, size_t size);
+    status_t exchange(const char* call, node_id id, OMX_U32 index, uint8_t* params, size_t size, bool set);
     std::vector<buffer_id> idsOf(OMX_U32 port, bool heldOnly) const;
     void settle(Answer answer);
     void deliverMessages();
@@ -217,5 +222,12 @@ class FakeOmx : public PlainBufferOmx {
     bool mDelivering = false;
     std::thread mMessageThread;
 };
+
+/// Puts `omx`, which may be null, behind the service "media.player" of this process. The platform's own
+/// host is never made, nor its codecs loaded.
+inline void serveOmx(const android::sp<android::IOMX>& omx) {
+    android::defaultServiceManager()->addService(android::String16("media.player"),
+                                                 makeMediaPlayerService(omx)->asBinder());
+}
 
 }  // namespace zem::test
