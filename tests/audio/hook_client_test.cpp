@@ -1,6 +1,6 @@
 // Proves that the hook client lives with any hook library: none, half a one, one that refuses, calls too
 // early or too late or with nonsense. Would catch a stop that returns while a callback runs or waits for
-// itself, and a thread that outlives its client.
+// itself, a block torn by the ring, and a thread that outlives its client.
 #include "audio/audio_hook_client.h"
 
 #include <gtest/gtest.h>
@@ -194,6 +194,32 @@ TEST(HookRing, KeepsTheNewest) {
         EXPECT_EQ(memcmp(popped.data(), all.data() + end - test.kept, static_cast<size_t>(test.kept)), 0);
         EXPECT_EQ(ring.pop(popped.data(), 1), 0);
     }
+}
+
+TEST(HookRing, NeverTearsABlock) {
+    AudioHookClient::AudioBuffer ring;
+    constexpr int kBlocks = 20000;
+    std::atomic<int> pushed{0};
+    std::thread producer([&] {
+        std::vector<int32_t> block(1024);
+        while (pushed < kBlocks) {
+            std::fill(block.begin(), block.end(), pushed + 1);
+            ring.push(reinterpret_cast<const uint8_t*>(block.data()), 4096);
+            ++pushed;
+        }
+    });
+    EXPECT_TRUE(soon([&pushed] { return pushed > kTwice / 4096; }));
+    std::vector<int32_t> block(1024);
+    for (int32_t last = 0; last < kBlocks;) {
+        const int size = ring.pop(reinterpret_cast<uint8_t*>(block.data()), 4096);
+        ASSERT_TRUE(size == 0 || size == 4096);
+        if (size != 0) {
+            ASSERT_GT(block[0], last);
+            ASSERT_EQ(std::count(block.begin(), block.end(), block[0]), 1024);
+            last = block[0];
+        }
+    }
+    producer.join();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <random>
 
 #include "audio/vorbis_decoder.h"
 #include "audio/vorbis_encoder.h"
@@ -286,6 +287,15 @@ TEST(Vorbis, DamageIsSkipped) {
         }
         const Bytes pcm = decoded(decoder, bytes);
         EXPECT_TRUE(endEqual(whole, pcm) && pcm.size() <= whole.size() && loggedCount(log) > 0) << log;
+    }
+    std::mt19937 random(1);
+    for (int round = 0; round < 60; ++round) {
+        Bytes bytes = stream();
+        for (uint32_t hits = random() % 40; hits > 0; --hits) {
+            bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
+        }
+        decoder.decode(bytes.data(), static_cast<int>(random() % bytes.size()));
+        fetched(decoder, static_cast<int>(random() % 20000));
     }
     Bytes nothing(1 << 20);
     for (int n = 0; n < 10; ++n) {
