@@ -99,7 +99,8 @@ public class VideoRxChannel extends MediaChannel {
      * @param offset index of the first byte
      * @param size bytes
      * @param flag true to have the picture delivered; the hardware decoder delivers in both cases
-     * @return 0 or more when taken, -1 when not: no decoder, a bad buffer, or a decoder in error
+     * @return 0 or more when taken, -1 when not: no decoder, a bad buffer, a decoder in error, or one that had
+     *     no input buffer free at first: it has one now, so give the unit once more
      */
     public native int decodeVideo(ByteBuffer buffer, int offset, int size, boolean flag);
 
