@@ -84,7 +84,8 @@ void FakeOmx::pumpOutputs(node_id id) {
         const Output output = std::move(node.outputs.front());
         node.outputs.pop_front();
         const android::IMemory& memory = *entry->second.memory;
-        memcpy(memory.pointer(), output.bytes.data(), std::min(memory.size(), output.bytes.size()));
+        std::copy_n(output.bytes.begin(), std::min(memory.size(), output.bytes.size()),
+                    static_cast<uint8_t*>(memory.pointer()));
         sendFilled(buffer, static_cast<OMX_U32>(output.bytes.size()), output.flags, id);
     }
 }
