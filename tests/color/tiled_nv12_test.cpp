@@ -13,6 +13,7 @@
 #include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/simd_targets.h"
 #include "tests/support/tiled_plane.h"
 
 using namespace zem::test;
@@ -67,11 +68,13 @@ void expectAsReference(const TiledPicture& picture, size_t stride) {
     SCOPED_TRACE(testing::Message() << picture.width << "x" << picture.height << " stride " << stride);
     GuardedBuffer source(noise(picture.bytes()));
     const Bytes expected = picture.converted(source.data(), stride);
-    GuardedBuffer out(expected.size());
-    convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
-                    source.data(), 0, out.data(), static_cast<unsigned>(stride));
-    EXPECT_TRUE(out.bytes() == expected);
-    EXPECT_TRUE(out.untouchedBefore());
+    onEverySimdTarget([&] {
+        GuardedBuffer out(expected.size());
+        convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
+                        source.data(), 0, out.data(), static_cast<unsigned>(stride));
+        EXPECT_TRUE(out.bytes() == expected);
+        EXPECT_TRUE(out.untouchedBefore());
+    });
     EXPECT_EQ(TiledFrameSize(static_cast<int>(picture.width), static_cast<int>(picture.height)),
               picture.bytes());
 }
@@ -82,6 +85,9 @@ TEST(TiledNv12, EveryPixelComesFromItsPlace) {
                                      {1, 1}, {1, 70},   {63, 31},  {100, 65},  {129, 129}};
     for (const TiledPicture& picture : pictures) {
         expectAsReference(picture, (2 * picture.width + 3) / 4 * 4);
+    }
+    for (size_t width = 2; width <= 200; ++width) {  // with each count of pixels in the last tile
+        expectAsReference({width, 1 + width * 7 % 43}, (2 * width + 3) / 4 * 4);
     }
     // The stride holds within a row of tiles only: later rows write over earlier ones.
     expectAsReference({100, 70}, 264);
@@ -108,6 +114,28 @@ TEST(TiledNv12, EveryColourIsRightToTheLastBit) {
         }
     }
     EXPECT_EQ(wrong, 0);
+}
+
+TEST(TiledNv12, EveryColourIsTheSameInAPicture) {
+    const auto part = [](int number, int all) { return static_cast<uint8_t>(number % all); };
+    onEverySimdTarget([part] {
+        Bytes source(16384), expected(4096), out(4096);
+        int wrong = 0;
+        for (int picture = 0; picture < 8192; ++picture) {  // a tile: four lumas for each of 512 pairs
+            for (int i = 0; i < 2048; ++i) {
+                source[static_cast<size_t>(i)] = part(picture % 64 * 4 + i / 64 % 2 * 2 + i % 2, 256);
+            }
+            for (int i = 0; i < 512; ++i) {
+                source[static_cast<size_t>(8192 + 2 * i)] = part(picture / 64 * 2 + i / 256, 256);
+                source[static_cast<size_t>(8193 + 2 * i)] = part(i, 256);
+            }
+            uint8_t* cursor = expected.data();
+            nv12TileTraverseBlock(&cursor, &source[0], &source[8192], 64, 32, 128);
+            convertNV12Tile(64, 32, source.data(), 0, out.data(), 128);
+            wrong += out != expected;
+        }
+        EXPECT_EQ(wrong, 0);
+    });
 }
 
 TEST(TiledNv12, ABadStrideOrSizeLeavesTheDestinationAlone) {
