@@ -11,7 +11,14 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+// The best target has an instruction for a sum of products that Highway does not use.
+#undef ZEM_DOT_PRODUCTS
+#define ZEM_DOT_PRODUCTS (HWY_TARGET == HWY_AVX3_DL && HWY_COMPILER_GCC_ACTUAL)
+
 HWY_BEFORE_NAMESPACE();
+#if ZEM_DOT_PRODUCTS
+#pragma GCC target("avx512vnni")
+#endif
 namespace zem::HWY_NAMESPACE {
 namespace {
 
@@ -27,8 +34,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 // The table's sums as 16-bit products added in pairs, all of them exact. Byte 0 and byte 2 of a pixel
 // make one pair (B,R or R,B), green the other. What does not fit 16 bits is split or turned round:
-// 38470 is 2 * 19235, once for each green of a pair, and 32768 is subtracted as -32768. Results
-// stay in bits 16 to 23 until four vectors of them are gathered into one.
+// 38470 is 2 * 19235, once for each green of a pair; 32768 is -32768, and so chroma is summed up
+// with all signs turned. Results stay in bits 16 to 23 until four vectors of them are gathered into one.
 
 constexpr hn::ScalableTag<int32_t> kInts;
 constexpr hn::RepartitionToNarrow<decltype(kInts)> kShorts;
@@ -47,12 +54,18 @@ HWY_INLINE Shorts factors(int first, int second) {
     return hn::BitCast(kShorts, hn::Set(kInts, static_cast<int32_t>(pair)));
 }
 
-// The rounding or offset of a sum is left to the caller: on some targets a sum is itself in two parts.
-HWY_INLINE Ints sumOfProducts(Shorts a, Shorts factorsOfA, Shorts b, Shorts factorsOfB) {
+// start + a * factorsOfA + b * factorsOfB, the products of each pair added.
+HWY_INLINE Ints sumOfProducts(Ints start, Shorts a, Shorts factorsOfA, Shorts b, Shorts factorsOfB) {
+#if ZEM_DOT_PRODUCTS
+    const __m512i sum = _mm512_dpwssd_epi32(start.raw, a.raw, factorsOfA.raw);
+    return Ints{_mm512_dpwssd_epi32(sum, b.raw, factorsOfB.raw)};
+#else
+    // On some targets a sum is in two parts until the end, so `start` has to wait.
     Ints high = hn::Zero(kInts);
     Ints low = hn::ReorderWidenMulAccumulate(kInts, a, factorsOfA, hn::Zero(kInts), high);
     low = hn::ReorderWidenMulAccumulate(kInts, b, factorsOfB, low, high);
-    return hn::RearrangeToOddPlusEven(low, high);
+    return hn::Add(hn::RearrangeToOddPlusEven(low, high), start);
+#endif
 }
 
 // Bits 16 to 23 of each lane of both, next to each other as 16-bit values.
@@ -147,9 +160,8 @@ class Converter {
         const Ints half = hn::Set(kInts, 1 << 15);
         Ints sums[4];
         for (size_t i = 0; i < 4; ++i) {
-            const Ints sum =
-                sumOfProducts(outerBytes(pixels[i]), mOuterToY, innerBytes(pixels[i]), twiceGreen);
-            sums[i] = hn::Add(sum, half);
+            sums[i] =
+                sumOfProducts(half, outerBytes(pixels[i]), mOuterToY, innerBytes(pixels[i]), twiceGreen);
         }
         return inOrder(gatherFour(gatherTwo(sums[0], sums[2]), gatherTwo(sums[1], sums[3])), kOrder);
     }
@@ -158,19 +170,19 @@ class Converter {
     HWY_INLINE Bytes chroma(const Ints* pixels) const {
         alignas(16) static constexpr uint8_t kOrder[] = {0, 2, 8, 10, 4, 6, 12, 14,
                                                          1, 3, 9, 11, 5, 7, 13, 15};
-        return inOrder(gatherFour(chromaPairs(pixels[0], pixels[1]), chromaPairs(pixels[2], pixels[3])),
-                       kOrder);
+        const Bytes turned = gatherFour(chromaPairs(pixels[0], pixels[1]), chromaPairs(pixels[2], pixels[3]));
+        return inOrder(hn::Not(turned), kOrder);
     }
 
-    // Those of `first` and `second` by turns.
+    // Those of `first` and `second` by turns, each as 255 less what it is.
     HWY_INLINE Shorts chromaPairs(Ints first, Ints second) const {
         const Ints moved = hn::BitCast(kInts, hn::ShiftLeft<32>(hn::BitCast(kLongs, second)));
         const Ints pixels = hn::OddEven(moved, first);
         const Shorts outers = outerBytes(pixels);
         const Shorts greens = innerBytes(pixels);
-        const Ints offset = hn::Set(kInts, (128 << 16) + (1 << 15) - 1);
-        const Ints cb = hn::Sub(offset, sumOfProducts(outers, mOuterToCb, greens, factors(21709, 0)));
-        const Ints cr = hn::Sub(offset, sumOfProducts(outers, mOuterToCr, greens, factors(27439, 0)));
+        const Ints start = hn::Set(kInts, (127 << 16) + (1 << 15));
+        const Ints cb = sumOfProducts(start, outers, mOuterToCb, greens, factors(21709, 0));
+        const Ints cr = sumOfProducts(start, outers, mOuterToCr, greens, factors(27439, 0));
         return gatherTwo(cr, cb);
     }
 
