@@ -1,6 +1,5 @@
 // NOLINT(llvm-header-guard): included once for each instruction set.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "color/simd.h"
@@ -161,7 +160,10 @@ class Rows {
           mOutStride(frame.target.secondRow) {}
 
     void convert(const RowPair& pair) const {
-        size_t x = 0;
+        size_t x = kIs565 ? 0 : toAligned(pair.out);
+        if (x > 0) {
+            convertAt(pair, 0);
+        }
         for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
             convertAt(pair, x);
         }
@@ -173,6 +175,13 @@ class Rows {
   private:
     static constexpr size_t kPixelBytes = kIs565 ? 2 : 4;
 
+    // Pixels, whole pairs, until `out` is at the start of a vector; 0 where that never happens. Stores
+    // across lines of the cache cost more than some pixels converted twice. (Words of RGB565 are so few
+    // that the loads, which then cross lines instead, cost as much.)
+    static size_t toAligned(const uint8_t* out) {
+        const size_t bytes = (0 - reinterpret_cast<uintptr_t>(out)) % kVectorBytes;
+        return bytes % (2 * kPixelBytes) == 0 ? bytes / kPixelBytes : 0;
+    }
     HWY_INLINE Offsets offsetsAt(const RowPair& pair, size_t x) const {
         if constexpr (kInterleaved) {
             const auto pairs = hn::BitCast(Words(), mLoad(pair.cr + x));
@@ -224,8 +233,9 @@ void convertFrame(const YuvToRgbFrame& frame) {
 // Where the rows of a pair overlap it matters which pixel is written last.
 bool fitsVectors(const YuvToRgbFrame& frame) {
     const ptrdiff_t pixels = frame.width / 2 * 2;
+    const ptrdiff_t bytes = pixels * frame.target.pixelStep;
     return pixels >= static_cast<ptrdiff_t>(kVectorBytes) &&
-           std::abs(frame.target.secondRow) >= pixels * frame.target.pixelStep;
+           (frame.target.secondRow >= bytes || frame.target.secondRow <= -bytes);
 }
 
 void convertPacked(const YuvToRgbFrame& frame) {
@@ -242,7 +252,7 @@ void convertPacked(const YuvToRgbFrame& frame) {
 // rows. Whole rows would write each line of the cache once for every row.
 
 constexpr int kStripColumns = 64;
-constexpr int kStripRows = 32;
+constexpr int kStripRows = 128;
 constexpr int kSquare = 8;  // words of a 128-bit vector
 
 struct Strip {
@@ -266,29 +276,45 @@ void convertStrip(const YuvToRgbFrame& frame, Strip& strip) {
     convertPacked(part);
 }
 
+using Square = hn::FixedTag<uint16_t, kSquare>;
+
+struct SquareRows {
+    hn::Vec<Square> a, b, c, d, e, f, g, h;
+};
+
+// An element's place is three bits of its row and three of its column. This moves the row's uppermost bit
+// to the column's lower end, and the column's uppermost to the row's: done three times, it turns a square.
+HWY_INLINE SquareRows exchanged(const SquareRows& rows) {
+    const Square d;
+    return {hn::InterleaveLower(d, rows.a, rows.e), hn::InterleaveUpper(d, rows.a, rows.e),
+            hn::InterleaveLower(d, rows.b, rows.f), hn::InterleaveUpper(d, rows.b, rows.f),
+            hn::InterleaveLower(d, rows.c, rows.g), hn::InterleaveUpper(d, rows.c, rows.g),
+            hn::InterleaveLower(d, rows.d, rows.h), hn::InterleaveUpper(d, rows.d, rows.h)};
+}
+
+HWY_INLINE hn::Vec<Square> squareRow(const uint16_t* words, int row) {
+    return hn::LoadU(Square(), words + row * kStripColumns);
+}
+
+HWY_INLINE void storeColumn(hn::Vec<Square> column, uint8_t* out) {
+    const hn::Repartition<uint8_t, Square> bytes;  // rows may start at odd addresses
+    hn::StoreU(hn::BitCast(bytes, column), bytes, out);
+}
+
 // Eight words of eight rows; a column goes to `out`, the next one `step` bytes on.
 HWY_INLINE void turnSquare(const uint16_t* words, uint8_t* out, ptrdiff_t step) {
-    const hn::FixedTag<uint16_t, kSquare> d;
-    const hn::Repartition<uint8_t, decltype(d)> bytes;
-    hn::Vec<decltype(d)> v[kSquare];
-    for (int i = 0; i < kSquare; ++i) {
-        v[i] = hn::LoadU(d, words + i * kStripColumns);
-    }
-    // An element's place is its row, three bits, and its column, three bits. Each round moves the row's
-    // uppermost bit to the column's end, and the column's to the row's.
-    for (int round = 0; round < 3; ++round) {
-        hn::Vec<decltype(d)> moved[kSquare];
-        for (int i = 0; i < kSquare / 2; ++i) {
-            moved[2 * i] = hn::InterleaveLower(d, v[i], v[i + kSquare / 2]);
-            moved[2 * i + 1] = hn::InterleaveUpper(d, v[i], v[i + kSquare / 2]);
-        }
-        for (int i = 0; i < kSquare; ++i) {
-            v[i] = moved[i];
-        }
-    }
-    for (int i = 0; i < kSquare; ++i) {
-        hn::StoreU(hn::BitCast(bytes, v[i]), bytes, out + i * step);
-    }
+    const SquareRows rows = {squareRow(words, 0), squareRow(words, 1), squareRow(words, 2),
+                             squareRow(words, 3), squareRow(words, 4), squareRow(words, 5),
+                             squareRow(words, 6), squareRow(words, 7)};
+    const SquareRows columns = exchanged(exchanged(exchanged(rows)));
+    storeColumn(columns.a, out);
+    storeColumn(columns.b, out + step);
+    storeColumn(columns.c, out + 2 * step);
+    storeColumn(columns.d, out + 3 * step);
+    storeColumn(columns.e, out + 4 * step);
+    storeColumn(columns.f, out + 5 * step);
+    storeColumn(columns.g, out + 6 * step);
+    storeColumn(columns.h, out + 7 * step);
 }
 
 void turnStrip(const Strip& strip, const RgbTarget& target) {

@@ -164,7 +164,7 @@ TEST(TiledNv12, TheClipTableMayBeDroppedWhileOthersConvert) {
     const Bytes expected = converted();
     std::atomic<int> converting{3};
     const auto convertAll = [&] {
-        for (int round = 0; round < 200; ++round) {
+        for (int round = 0; round < 2000; ++round) {
             EXPECT_TRUE(converted() == expected);
         }
         --converting;
