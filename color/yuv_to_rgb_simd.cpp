@@ -75,26 +75,36 @@ HWY_INLINE LongVector greenAtZero(ShortVector pairs) {
                    hn::IfThenElseZero(cbIsZero, hn::Set(Longs(), kGreenAtZeroCb)));
 }
 
+// By one lane, within each two.
+HWY_INLINE ShortVector shiftedUp(ShortVector lanes) {
+    return hn::BitCast(Shorts(), hn::ShiftLeft<16>(hn::BitCast(Longs(), lanes)));
+}
+
+HWY_INLINE ShortVector shiftedDown(ShortVector lanes) {
+    return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Longs(), lanes)));
+}
+
 HWY_INLINE Offsets offsetsOf(ShortVector cbBytes, ShortVector crBytes) {
     const auto middle = hn::Set(Shorts(), 128);
     const auto cb = hn::Sub(cbBytes, middle);
     const auto cr = hn::Sub(crBytes, middle);
-    const auto low = hn::InterleaveLower(Shorts(), cr, cb);
-    const auto high = hn::InterleaveUpper(Shorts(), cr, cb);
-    auto lowSum = greenSum(low);
-    auto highSum = greenSum(high);
+    const auto evenPairs = hn::OddEven(shiftedUp(cb), cr);
+    const auto oddPairs = hn::OddEven(cb, shiftedDown(cr));
+    auto evenSum = greenSum(evenPairs);
+    auto oddSum = greenSum(oddPairs);
     // 0.402 and 0.772 times 32768: with 15 fraction bits these two are exact for all 256 values.
     const auto red = hn::Add(cr, hn::MulFixedPoint15(cr, hn::Set(Shorts(), 13175)));
     auto blue = hn::Add(cb, hn::MulFixedPoint15(cb, hn::Set(Shorts(), 25297)));
     const auto hasZero = hn::Eq(hn::Min(cbBytes, crBytes), hn::Zero(Shorts()));
     if (HWY_UNLIKELY(!hn::AllFalse(Shorts(), hasZero))) {
-        lowSum = hn::Add(lowSum, greenAtZero(low));
-        highSum = hn::Add(highSum, greenAtZero(high));
+        evenSum = hn::Add(evenSum, greenAtZero(evenPairs));
+        oddSum = hn::Add(oddSum, greenAtZero(oddPairs));
         blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(cbBytes, hn::Zero(Shorts())),
                                                 hn::Set(Shorts(), static_cast<int16_t>(kBlueAtZero))));
     }
+    // The sums' upper halves: those of the odd lanes are in place.
     const auto green =
-        hn::ReorderDemote2To(Shorts(), hn::ShiftRight<16>(lowSum), hn::ShiftRight<16>(highSum));
+        hn::OddEven(hn::BitCast(Shorts(), oddSum), shiftedDown(hn::BitCast(Shorts(), evenSum)));
     return {red, hn::Sub(green, cr), blue};
 }
 

@@ -84,18 +84,21 @@ const Kind kKinds[] = {
     {"Nv12ToRgb565Rotate", 1, 1, true, false, create<Nv12ToRgb565Rotate>, turned},
 };
 
-// What a picture shows at a pixel or block: noise, or all lumas and Cbs at one Cr.
+// What a picture shows at a pixel or block: noise, or all lumas and Cbs, with a Cr from `firstCr` for each
+// column, so that no two neighbours have the same.
 struct Content {
-    int oneCr = -1;  // -1: noise
+    int firstCr = -1;  // -1: noise
 
     static uint8_t mixed(int x, int y, int plane) {
         return static_cast<uint8_t>(static_cast<unsigned>(x * 7 + y * 1009 + plane * 31) * 2654435761u >> 24);
     }
     uint8_t y(int x, int y) const {
-        return oneCr < 0 ? mixed(x, y, 0) : static_cast<uint8_t>(x + y % 2 * 128);
+        return firstCr < 0 ? mixed(x, y, 0) : static_cast<uint8_t>(x + y % 2 * 128);
     }
-    uint8_t cb(int x, int y) const { return oneCr < 0 ? mixed(x, y, 1) : static_cast<uint8_t>(y); }
-    uint8_t cr(int x, int y) const { return oneCr < 0 ? mixed(x, y, 2) : static_cast<uint8_t>(oneCr); }
+    uint8_t cb(int x, int y) const { return firstCr < 0 ? mixed(x, y, 1) : static_cast<uint8_t>(y); }
+    uint8_t cr(int x, int y) const {
+        return firstCr < 0 ? mixed(x, y, 2) : static_cast<uint8_t>(firstCr + 37 * x);
+    }
 };
 
 struct Layout {
