@@ -50,13 +50,17 @@ std::vector<Target> targets() {
     return found;
 }
 
+// Looked up once, while no target is forced; 0 when there is none.
 int64_t tableTarget() {
-    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        if ((target & kTableTargets) != 0) {
-            return target;
+    static const int64_t table = [] {
+        for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
+            if ((target & kTableTargets) != 0) {
+                return target;
+            }
         }
-    }
-    return 0;
+        return int64_t{0};
+    }();
+    return table;
 }
 
 bool sameBytes(const Conversion& conversion, const Target& target) {
