@@ -1,4 +1,3 @@
-// NOLINT(llvm-header-guard): included once for each instruction set.
 #include <algorithm>
 #include <cstring>
 
@@ -180,6 +179,7 @@ class Converter {
         const Ints pixels = hn::OddEven(moved, first);
         const Shorts outers = outerBytes(pixels);
         const Shorts greens = innerBytes(pixels);
+        // 2^24 - 1 less the table's offset, 128 and almost a half.
         const Ints start = hn::Set(kInts, (127 << 16) + (1 << 15));
         const Ints cb = sumOfProducts(start, outers, mOuterToCb, greens, factors(21709, 0));
         const Ints cr = sumOfProducts(start, outers, mOuterToCr, greens, factors(27439, 0));
