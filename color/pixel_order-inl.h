@@ -29,11 +29,11 @@ namespace hn = hwy::HWY_NAMESPACE;
 using Bytes = hn::ScalableTag<uint8_t>;
 using Words = hn::Repartition<uint16_t, Bytes>;
 using Shorts = hn::Repartition<int16_t, Bytes>;
-using Longs = hn::Repartition<int32_t, Bytes>;
+using Ints = hn::Repartition<int32_t, Bytes>;
 using ByteVector = hn::Vec<Bytes>;
 using WordVector = hn::Vec<Words>;
 using ShortVector = hn::Vec<Shorts>;
-using LongVector = hn::Vec<Longs>;
+using IntVector = hn::Vec<Ints>;
 
 constexpr size_t kVectorBytes = HWY_LANES(uint8_t);
 constexpr size_t kBlocks = kVectorBytes / 16;
@@ -42,7 +42,7 @@ constexpr size_t kBlocks = kVectorBytes / 16;
 template <size_t kResults>
 class OrderedLoad {
   public:
-    OrderedLoad() : mOrder(hn::SetTableIndices(Longs(), order().data())) {}
+    OrderedLoad() : mOrder(hn::SetTableIndices(Ints(), order().data())) {}
 
     /// kVectorBytes bytes.
     HWY_INLINE ByteVector operator()(const uint8_t* source) const {
@@ -59,11 +59,11 @@ class OrderedLoad {
     // Block b of result r consists of part r of block b.
     static constexpr std::array<int32_t, 4 * kBlocks> order() {
         std::array<int32_t, 4 * kBlocks> order{};
-        constexpr size_t kLongs = 4 / kResults;  // in a part
+        constexpr size_t kInts = 4 / kResults;  // in a part
         for (size_t i = 0; i < order.size(); ++i) {
             const size_t block = i / 4;
-            const size_t result = i % 4 / kLongs;
-            order[i] = static_cast<int32_t>((result * kBlocks + block) * kLongs + i % kLongs);
+            const size_t result = i % 4 / kInts;
+            order[i] = static_cast<int32_t>((result * kBlocks + block) * kInts + i % kInts);
         }
         return order;
     }
@@ -71,11 +71,11 @@ class OrderedLoad {
         if constexpr (kBlocks == 1) {
             return bytes;
         } else {
-            return hn::BitCast(Bytes(), hn::TableLookupLanes(hn::BitCast(Longs(), bytes), mOrder));
+            return hn::BitCast(Bytes(), hn::TableLookupLanes(hn::BitCast(Ints(), bytes), mOrder));
         }
     }
 
-    decltype(hn::SetTableIndices(Longs(), static_cast<const int32_t*>(nullptr))) mOrder;
+    decltype(hn::SetTableIndices(Ints(), static_cast<const int32_t*>(nullptr))) mOrder;
 };
 
 }  // namespace zem::HWY_NAMESPACE

@@ -66,7 +66,9 @@ HWY_INLINE WordVector notNegative(ShortVector sum) {
 
 // The RGB565 words of one pixel of each pair. A clipped channel is bits 14 to 7 of its sum.
 HWY_INLINE WordVector wordsOf(WordVector y, const Chroma& chroma) {
-    const auto luma = plus(times(hn::BitCast(Shorts(), y), 149), -kLumaDown);
+    // Beyond what is signed until it has been moved down.
+    const auto product = hn::Mul(y, hn::Set(Words(), 149));
+    const auto luma = hn::BitCast(Shorts(), hn::Sub(product, hn::Set(Words(), kLumaDown)));
     const auto red = notNegative(hn::SaturatedAdd(luma, chroma.red));
     const auto green = notNegative(hn::SaturatedAdd(luma, chroma.green));
     const auto blue = notNegative(hn::SaturatedAdd(hn::SaturatedAdd(luma, chroma.blue1), chroma.blue2));

@@ -11,6 +11,7 @@
 #include <hwy/highway.h>
 
 #include "color/pixel_order-inl.h"
+#include "color/turn_square-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace zem::HWY_NAMESPACE {
@@ -52,13 +53,13 @@ HWY_INLINE SplitOffset split(ShortVector offset) {
 }
 
 // The lanes of `pairs` are Cr - 128 and Cb - 128; the result has 16 fraction bits, and the rounding half.
-HWY_INLINE LongVector greenSum(ShortVector pairs) {
+HWY_INLINE IntVector greenSum(ShortVector pairs) {
     // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
     constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
-    const auto factors = hn::BitCast(Shorts(), hn::Set(Longs(), static_cast<int32_t>(kFactors)));
-    auto second = hn::Zero(Longs());
-    const auto first = hn::ReorderWidenMulAccumulate(Longs(), pairs, factors, hn::Zero(Longs()), second);
-    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Longs(), 32768));
+    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
+    auto second = hn::Zero(Ints());
+    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
+    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), 32768));
 }
 
 // What the tables' entries for chroma 0 differ by from their neighbours' rule.
@@ -66,22 +67,22 @@ constexpr int32_t kBlueAtZero = 178 - -227;
 constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
 constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
 
-HWY_INLINE LongVector greenAtZero(ShortVector pairs) {
-    const auto lanes = hn::BitCast(Longs(), pairs);
-    const auto zero = hn::Set(Longs(), -128);
+HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
+    const auto lanes = hn::BitCast(Ints(), pairs);
+    const auto zero = hn::Set(Ints(), -128);
     const auto crIsZero = hn::Eq(hn::ShiftRight<16>(hn::ShiftLeft<16>(lanes)), zero);
     const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), zero);
-    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Longs(), kGreenAtZeroCr)),
-                   hn::IfThenElseZero(cbIsZero, hn::Set(Longs(), kGreenAtZeroCb)));
+    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
+                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
 }
 
 // By one lane, within each two.
 HWY_INLINE ShortVector shiftedUp(ShortVector lanes) {
-    return hn::BitCast(Shorts(), hn::ShiftLeft<16>(hn::BitCast(Longs(), lanes)));
+    return hn::BitCast(Shorts(), hn::ShiftLeft<16>(hn::BitCast(Ints(), lanes)));
 }
 
 HWY_INLINE ShortVector shiftedDown(ShortVector lanes) {
-    return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Longs(), lanes)));
+    return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Ints(), lanes)));
 }
 
 HWY_INLINE Offsets offsetsOf(ShortVector cbBytes, ShortVector crBytes) {
@@ -263,7 +264,6 @@ void convertPacked(const YuvToRgbFrame& frame) {
 
 constexpr int kStripColumns = 64;
 constexpr int kStripRows = 128;
-constexpr int kSquare = 8;  // words of a 128-bit vector
 
 struct Strip {
     int left, top;      // in the source
@@ -286,55 +286,15 @@ void convertStrip(const YuvToRgbFrame& frame, Strip& strip) {
     convertPacked(part);
 }
 
-using Square = hn::FixedTag<uint16_t, kSquare>;
-
-struct SquareRows {
-    hn::Vec<Square> a, b, c, d, e, f, g, h;
-};
-
-// An element's place is three bits of its row and three of its column. This moves the row's uppermost bit
-// to the column's lower end, and the column's uppermost to the row's: done three times, it turns a square.
-HWY_INLINE SquareRows exchanged(const SquareRows& rows) {
-    const Square d;
-    return {hn::InterleaveLower(d, rows.a, rows.e), hn::InterleaveUpper(d, rows.a, rows.e),
-            hn::InterleaveLower(d, rows.b, rows.f), hn::InterleaveUpper(d, rows.b, rows.f),
-            hn::InterleaveLower(d, rows.c, rows.g), hn::InterleaveUpper(d, rows.c, rows.g),
-            hn::InterleaveLower(d, rows.d, rows.h), hn::InterleaveUpper(d, rows.d, rows.h)};
-}
-
-HWY_INLINE hn::Vec<Square> squareRow(const uint16_t* words, int row) {
-    return hn::LoadU(Square(), words + row * kStripColumns);
-}
-
-HWY_INLINE void storeColumn(hn::Vec<Square> column, uint8_t* out) {
-    const hn::Repartition<uint8_t, Square> bytes;  // rows may start at odd addresses
-    hn::StoreU(hn::BitCast(bytes, column), bytes, out);
-}
-
-// Eight words of eight rows; a column goes to `out`, the next one `step` bytes on.
-HWY_INLINE void turnSquare(const uint16_t* words, uint8_t* out, ptrdiff_t step) {
-    const SquareRows rows = {squareRow(words, 0), squareRow(words, 1), squareRow(words, 2),
-                             squareRow(words, 3), squareRow(words, 4), squareRow(words, 5),
-                             squareRow(words, 6), squareRow(words, 7)};
-    const SquareRows columns = exchanged(exchanged(exchanged(rows)));
-    storeColumn(columns.a, out);
-    storeColumn(columns.b, out + step);
-    storeColumn(columns.c, out + 2 * step);
-    storeColumn(columns.d, out + 3 * step);
-    storeColumn(columns.e, out + 4 * step);
-    storeColumn(columns.f, out + 5 * step);
-    storeColumn(columns.g, out + 6 * step);
-    storeColumn(columns.h, out + 7 * step);
-}
-
 void turnStrip(const Strip& strip, const RgbTarget& target) {
     uint8_t* corner = target.start + strip.left * target.pixelStep + strip.top * target.secondRow;
     const int wholeRows = strip.rows / kSquare * kSquare;
     const int wholeColumns = strip.columns / kSquare * kSquare;
     for (int column = 0; column < wholeColumns; column += kSquare) {
         for (int row = 0; row < wholeRows; row += kSquare) {
-            turnSquare(&strip.words[row][column], corner + column * target.pixelStep + row * target.secondRow,
-                       target.pixelStep);
+            turnSquare<kStripColumns>(&strip.words[row][column],
+                                      corner + column * target.pixelStep + row * target.secondRow,
+                                      target.pixelStep);
         }
     }
     for (int column = 0; column < strip.columns; ++column) {
