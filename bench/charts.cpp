@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kLeft = 200;   // pixels for the labels
 constexpr int kWidth = 420;  // of the longest bar
-constexpr int kHead = 84;    // title, note and legend
+constexpr int kHead = 100;   // title, note and legend
 constexpr int kBarHeight = 13;
 constexpr int kRowGap = 12;
 constexpr const char* kColours[] = {"#2a6f97", "#9db4c0", "#e09f3e", "#9e2a2b", "#7f7f7f"};
@@ -60,9 +60,10 @@ std::string svg(const Chart& chart) {
     };
     std::string body = text(10, 24, "font-size=\"17\" font-weight=\"bold\"", chart.title);
     body += text(10, 44, "font-size=\"12\" fill=\"#555\"", chart.note);
+    body += text(10, 60, "font-size=\"12\" fill=\"#555\"", chart.machine);
     int x = 10;
     for (const std::string& name : names) {
-        body += box(x, 57, 11, 11, colour(name)) + text(x + 16, 67, "font-size=\"12\"", name);
+        body += box(x, 73, 11, 11, colour(name)) + text(x + 16, 83, "font-size=\"12\"", name);
         x += 40 + 7 * static_cast<int>(name.size());
     }
     int y = kHead;

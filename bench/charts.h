@@ -18,7 +18,8 @@ struct ChartRow {
 
 struct Chart {
     std::string title;
-    std::string note;  // what the numbers are, and of which machine
+    std::string note;     // what the numbers are
+    std::string machine;  // whose they are, and of when
     std::vector<ChartRow> rows;
     double longest;  // value of the longest bar that is drawn in full; longer ones are cut off
 };

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -22,7 +23,10 @@ size_t padded(size_t bytes) {
 }
 
 uint8_t* block() {
-    static const std::unique_ptr<uint8_t[]> memory(new uint8_t[FrameRing::ringBytes() + kLargestFrame]);
+    // Aligned to pages, as what screens and codecs lend is.
+    static const std::unique_ptr<uint8_t, decltype(&free)> memory(
+        static_cast<uint8_t*>(aligned_alloc(kPage, padded(FrameRing::ringBytes() + kLargestFrame) - kSlack)),
+        free);
     return memory.get();
 }
 

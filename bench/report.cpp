@@ -167,7 +167,7 @@ std::vector<Case> charted(const std::vector<Case>& cases) {
 
 Chart chartOf(const std::string& group, const std::vector<Case>& cases, const std::string& machine) {
     const bool isConverters = group == "converters";
-    Chart chart{group, "", {}, 0};
+    Chart chart{group, "", machine, {}, 0};
     std::string unit;
     for (const Case& one : charted(cases)) {
         ChartRow row{one.name, {}};
@@ -181,9 +181,9 @@ Chart chartOf(const std::string& group, const std::vector<Case>& cases, const st
         }
         chart.rows.push_back(row);
     }
-    chart.title += isConverters ? ", one frame of 1280x720 in the cache" : "";
+    chart.title += isConverters ? ", the same frame of 1280x720 over and over" : "";
     chart.note =
-        (unit == "us" ? "microseconds" : "milliseconds") + std::string(", less is better; ") + machine;
+        (unit == "us" ? "microseconds" : "milliseconds") + std::string(" of CPU time, less is better");
     return chart;
 }
 
