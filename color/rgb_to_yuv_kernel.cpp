@@ -71,7 +71,7 @@ void convertFrame(const zem::RgbToYuvFrame& frame) {
 
 namespace zem {
 
-void convertRgbToYuv(const RgbToYuvFrame& frame) {
+void convertRgbToYuvTable(const RgbToYuvFrame& frame) {
     if (frame.width < 1 || frame.height < 1) {
         return;
     }

@@ -23,4 +23,8 @@ struct RgbToYuvFrame {
 /// Converts `frame`; a size below 1 converts nothing. Reads and writes as yuvWalkBytes() counts.
 void convertRgbToYuv(const RgbToYuvFrame& frame);
 
+/// The same, pixel by pixel from the table: what convertRgbToYuv must equal to the last byte, and
+/// does where there are no vectors.
+void convertRgbToYuvTable(const RgbToYuvFrame& frame);
+
 }  // namespace zem

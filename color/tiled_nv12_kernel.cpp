@@ -67,18 +67,18 @@ void convertTile(uint8_t* out, const uint8_t* luma, const uint8_t* chroma, unsig
     }
 }
 
-void convertTiledNv12(const TiledNv12Frame& frame) {
-    const unsigned columns = (frame.width - 1) / kTileWidth + 1;
-    for (unsigned row = 0; row < frame.lumaRows; ++row) {
-        const unsigned lines = std::min(frame.height - row * kTileLines, kTileLines);
-        // Rows of tiles are 32 packed lines apart, whatever the stride: callers pass 2 * width.
-        uint8_t* base = frame.dst + kPixelBytes * kTileLines * frame.width * row;
-        for (unsigned column = 0; column < columns; ++column) {
-            const unsigned pixels = std::min(frame.width - column * kTileWidth, kTileWidth);
-            convertTile(base + kPixelBytes * kTileWidth * column, lumaTile(frame, column, row),
-                        chromaTile(frame, column, row), pixels, lines, frame.dstStride, frame.clip);
-        }
-    }
+TilePlace tilePlace(const TiledNv12Frame& frame, unsigned column, unsigned row) {
+    // Rows of tiles are 32 packed lines apart, whatever the stride: callers pass 2 * width.
+    uint8_t* base = frame.dst + kPixelBytes * kTileLines * frame.width * row;
+    return {lumaTile(frame, column, row), chromaTile(frame, column, row),
+            base + kPixelBytes * kTileWidth * column, std::min(frame.width - column * kTileWidth, kTileWidth),
+            std::min(frame.height - row * kTileLines, kTileLines)};
+}
+
+void convertTiledNv12Table(const TiledNv12Frame& frame) {
+    forEachTile(frame, [&frame](const TilePlace& tile) {
+        convertTile(tile.out, tile.luma, tile.chroma, tile.pixels, tile.lines, frame.dstStride, frame.clip);
+    });
 }
 
 }  // namespace zem

@@ -74,7 +74,7 @@ void convertFrame(const zem::YuvToRgbFrame& frame) {
 
 namespace zem {
 
-void convertYuvToRgb(const YuvToRgbFrame& frame) {
+void convertYuvToRgbTable(const YuvToRgbFrame& frame) {
     if (frame.width < 2 || frame.height < 1) {
         return;
     }

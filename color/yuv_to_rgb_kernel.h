@@ -40,4 +40,8 @@ struct YuvToRgbFrame {
 /// Converts `frame`; a size below 1, or a width of 1, converts nothing.
 void convertYuvToRgb(const YuvToRgbFrame& frame);
 
+/// The same, pixel by pixel from the tables: what convertYuvToRgb must equal to the last byte, and does
+/// where there are no vectors.
+void convertYuvToRgbTable(const YuvToRgbFrame& frame);
+
 }  // namespace zem

@@ -1,14 +1,17 @@
 // Proves that each converter reads and writes exactly the bytes that its frame walk has, and that every
 // colour comes out right to the last bit. Faults it would catch: red and blue exchanged, Cb before Cr
 // in the NV12 pair, chroma averaged over the block, a stride honoured where it is ignored or the
-// reverse, one byte too many at either end for odd sizes.
+// reverse, one byte too many at either end for odd sizes, an instruction set that converts otherwise.
 #include "color/rgb_to_yuv.h"
 
 #include <gtest/gtest.h>
 
+#include "color/rgb_to_yuv_kernel.h"
+#include "color/rgb_ycc_table.h"
 #include "color/walk_size.h"
 #include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
+#include "tests/support/simd_targets.h"
 
 using namespace zem::test;
 
@@ -98,7 +101,42 @@ void expectAsReference(const Kind& kind, const uint8_t* source, int width, int h
     }
 }
 
-TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
+// --- The pixel loops themselves
+
+struct RgbToYuvKernel : testing::Test {
+    RgbToYuvKernel() { frame.table = table.get(); }
+
+    // What `convert` makes of the frame, each plane in memory that ends with it.
+    Planes converted(void (*convert)(const zem::RgbToYuvFrame&)) {
+        const zem::YuvWalkBytes walk = zem::yuvWalkBytes(frame.width, frame.height);
+        GuardedBuffer y(walk.luma), cr(frame.interleaved ? walk.chromaPairs : walk.chromaPlane);
+        GuardedBuffer cb(frame.interleaved ? 0 : walk.chromaPlane);
+        frame.y = y.data();
+        frame.cr = cr.data();
+        frame.cb = frame.interleaved ? cr.data() + 1 : cb.data();
+        convert(frame);
+        EXPECT_TRUE(y.untouchedBefore() && cr.untouchedBefore() && cb.untouchedBefore());
+        return {{y.bytes(), cr.bytes(), cb.bytes()}};
+    }
+
+    void expectEveryTargetAsTheTable() {
+        SCOPED_TRACE(testing::Message()
+                     << frame.width << "x" << frame.height << " gap " << frame.pixelsBetweenRows
+                     << (frame.redFirst ? " RGB" : " BGR") << (frame.interleaved ? " NV12" : ""));
+        const Planes expected = converted(zem::convertRgbToYuvTable);
+        onEverySimdTarget([&] {
+            const Planes planes = converted(zem::convertRgbToYuv);
+            for (int i = 0; i < 3; ++i) {
+                EXPECT_TRUE(planes.plane[i] == expected.plane[i]) << "plane " << i;
+            }
+        });
+    }
+
+    std::unique_ptr<int, void (*)(int*)> table{init_rgb_ycc_table(), deinit_rgb_ycc_table};
+    zem::RgbToYuvFrame frame{};
+};
+
+TEST_F(RgbToYuvKernel, EveryColourIsRightToTheLastBit) {
     // One picture for each red: a row pair for each green, a 2x2 block for each blue.
     constexpr size_t kSide = 512;
     Bytes source(kSide * kSide * 4);
@@ -109,6 +147,33 @@ TEST(RgbToYuv, EveryColourIsRightToTheLastBit) {
             source[4 * i + 2] = static_cast<uint8_t>(i % kSide / 2);
         }
         expectAsReference(kKinds[2], source.data(), kSide, kSide, 4 * kSide);
+        frame.source = source.data();
+        frame.width = frame.height = kSide;
+        frame.redFirst = true;
+        expectEveryTargetAsTheTable();
+    }
+}
+
+// Widths with whole steps and rests of every length, in all layouts; the ends of the planes move
+// their starts over all alignments.
+TEST_F(RgbToYuvKernel, EveryInstructionSetConvertsEverySizeAsTheTable) {
+    const int gaps[] = {0, 3, 64, -2};
+    for (int width = 1; width <= 200; ++width) {
+        for (int height = 1; height <= 5; ++height) {
+            const int gap = gaps[(width + height) % 4];
+            const size_t skew = static_cast<size_t>(width % 5);  // bytes behind the source
+            GuardedBuffer source(
+                noise(static_cast<size_t>(zem::yuvWalkSourceBytes(width, height, 4 * (width + gap))) + skew));
+            frame.source = source.data();
+            frame.width = width;
+            frame.height = height;
+            frame.pixelsBetweenRows = gap;
+            frame.redFirst = height % 2 == 0;
+            for (const bool interleaved : {false, true}) {
+                frame.interleaved = interleaved;
+                expectEveryTargetAsTheTable();
+            }
+        }
     }
 }
 

@@ -13,6 +13,7 @@
 #include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/simd_targets.h"
 #include "tests/support/tiled_plane.h"
 
 using namespace zem::test;
@@ -67,11 +68,13 @@ void expectAsReference(const TiledPicture& picture, size_t stride) {
     SCOPED_TRACE(testing::Message() << picture.width << "x" << picture.height << " stride " << stride);
     GuardedBuffer source(noise(picture.bytes()));
     const Bytes expected = picture.converted(source.data(), stride);
-    GuardedBuffer out(expected.size());
-    convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
-                    source.data(), 0, out.data(), static_cast<unsigned>(stride));
-    EXPECT_TRUE(out.bytes() == expected);
-    EXPECT_TRUE(out.untouchedBefore());
+    onEverySimdTarget([&] {
+        GuardedBuffer out(expected.size());
+        convertNV12Tile(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height),
+                        source.data(), 0, out.data(), static_cast<unsigned>(stride));
+        EXPECT_TRUE(out.bytes() == expected);
+        EXPECT_TRUE(out.untouchedBefore());
+    });
     EXPECT_EQ(TiledFrameSize(static_cast<int>(picture.width), static_cast<int>(picture.height)),
               picture.bytes());
 }
@@ -82,6 +85,9 @@ TEST(TiledNv12, EveryPixelComesFromItsPlace) {
                                      {1, 1}, {1, 70},   {63, 31},  {100, 65},  {129, 129}};
     for (const TiledPicture& picture : pictures) {
         expectAsReference(picture, (2 * picture.width + 3) / 4 * 4);
+    }
+    for (size_t width = 2; width <= 200; ++width) {  // with each count of pixels in the last tile
+        expectAsReference({width, 1 + width * 7 % 43}, (2 * width + 3) / 4 * 4);
     }
     // The stride holds within a row of tiles only: later rows write over earlier ones.
     expectAsReference({100, 70}, 264);
@@ -110,6 +116,27 @@ TEST(TiledNv12, EveryColourIsRightToTheLastBit) {
     EXPECT_EQ(wrong, 0);
 }
 
+TEST(TiledNv12, EveryColourIsTheSameInAPicture) {
+    std::vector<Bytes> sources(64, Bytes(16384)), expected(64, Bytes(4096));
+    for (size_t cb = 0; cb < 256; cb += 2) {  // 64 tiles, each with four lumas for every pair
+        for (size_t tile = 0; tile < 64; ++tile) {
+            for (size_t i = 0; i < 2048; ++i) {
+                sources[tile][i] = static_cast<uint8_t>(4 * tile + i / 64 % 2 * 2 + i % 2);
+                sources[tile][8192 + i / 2] = static_cast<uint8_t>(i / 2 % 2 == 0 ? cb + i / 1024 : i / 4);
+            }
+            uint8_t* cursor = expected[tile].data();
+            nv12TileTraverseBlock(&cursor, &sources[tile][0], &sources[tile][8192], 64, 32, 128);
+        }
+        onEverySimdTarget([&] {
+            Bytes out(4096);
+            for (size_t tile = 0; tile < 64; ++tile) {
+                convertNV12Tile(64, 32, sources[tile].data(), 0, out.data(), 128);
+                EXPECT_TRUE(out == expected[tile]);
+            }
+        });
+    }
+}
+
 TEST(TiledNv12, ABadStrideOrSizeLeavesTheDestinationAlone) {
     const Bytes source(16384, 200);
     Bytes out(4096, 1);
@@ -136,7 +163,7 @@ TEST(TiledNv12, TheClipTableMayBeDroppedWhileOthersConvert) {
     const Bytes expected = converted();
     std::atomic<int> converting{3};
     const auto convertAll = [&] {
-        for (int round = 0; round < 200; ++round) {
+        for (int round = 0; round < 2000; ++round) {
             EXPECT_TRUE(converted() == expected);
         }
         --converting;

@@ -1,7 +1,8 @@
 // Proves that every (y, cb, cr) comes out right to the last bit in each linear converter, chroma 0 with
 // its peculiar values included, and that each class reads and writes exactly the pixels that its planes
 // and strides say. Faults it would catch: red and blue or Cb and Cr exchanged, a repaired chroma 0, the
-// chroma strides uncrossed, a picture turned clockwise, a byte too many at either end for odd sizes.
+// chroma strides uncrossed, a picture turned clockwise, a byte too many at either end for odd sizes, a
+// vector variant that differs in a bit.
 #include "color/yuv_to_rgb.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include "color/picture_size.h"
 #include "tests/color/reference.h"
 #include "tests/support/guarded_buffer.h"
+#include "tests/support/simd_targets.h"
 
 using namespace zem::test;
 
@@ -82,18 +84,21 @@ const Kind kKinds[] = {
     {"Nv12ToRgb565Rotate", 1, 1, true, false, create<Nv12ToRgb565Rotate>, turned},
 };
 
-// What a picture shows at a pixel or block: noise, or all lumas and Cbs at one Cr.
+// What a picture shows at a pixel or block: noise, or all lumas and Cbs, with a Cr from `firstCr` for each
+// column, so that no two neighbours have the same.
 struct Content {
-    int oneCr = -1;  // -1: noise
+    int firstCr = -1;  // -1: noise
 
     static uint8_t mixed(int x, int y, int plane) {
         return static_cast<uint8_t>(static_cast<unsigned>(x * 7 + y * 1009 + plane * 31) * 2654435761u >> 24);
     }
     uint8_t y(int x, int y) const {
-        return oneCr < 0 ? mixed(x, y, 0) : static_cast<uint8_t>(x + y % 2 * 128);
+        return firstCr < 0 ? mixed(x, y, 0) : static_cast<uint8_t>(x + y % 2 * 128);
     }
-    uint8_t cb(int x, int y) const { return oneCr < 0 ? mixed(x, y, 1) : static_cast<uint8_t>(y); }
-    uint8_t cr(int x, int y) const { return oneCr < 0 ? mixed(x, y, 2) : static_cast<uint8_t>(oneCr); }
+    uint8_t cb(int x, int y) const { return firstCr < 0 ? mixed(x, y, 1) : static_cast<uint8_t>(y); }
+    uint8_t cr(int x, int y) const {
+        return firstCr < 0 ? mixed(x, y, 2) : static_cast<uint8_t>(firstCr + 37 * x);
+    }
 };
 
 struct Layout {
@@ -136,12 +141,14 @@ void expectAsReference(const Kind& kind, const Layout& layout, const Content& co
                        content.cb(x / 2, y / 2), content.cr(x / 2, y / 2));
         }
     }
-    GuardedBuffer out(expected.size());
-    uint8_t* dst = out.data();
     const uint8_t* source[] = {planes[0].data(), planes[1].data(), kind.pairs() ? nullptr : planes[2].data()};
-    EXPECT_EQ(kind.create(w, h)->convert(&dst, &dstStride, source, stride), 0);
-    ASSERT_TRUE(out.bytes() == expected);
-    EXPECT_TRUE(out.untouchedBefore());
+    onEverySimdTarget([&] {
+        GuardedBuffer out(expected.size());
+        uint8_t* dst = out.data();
+        EXPECT_EQ(kind.create(w, h)->convert(&dst, &dstStride, source, stride), 0);
+        ASSERT_TRUE(out.bytes() == expected);
+        EXPECT_TRUE(out.untouchedBefore());
+    });
 }
 
 TEST(YuvToRgb, EveryColourIsRightToTheLastBit) {
@@ -158,6 +165,30 @@ TEST(YuvToRgb, EachClassHonoursItsStridesAndStaysWithinItsPlanes) {
     for (const Kind& kind : kKinds) {
         for (const Layout& layout : layouts) {
             expectAsReference(kind, layout, {});
+        }
+        for (int width = 2; width <= 200; ++width) {  // with and without a vector's end in each place
+            expectAsReference(kind, {width, 1 + width * 7 % 43, width % 5, width % 3, width % 4, width % 7},
+                              {});
+        }
+    }
+}
+
+TEST(YuvToRgb, RowsUpwardAndRowsThatOverlapAreTheSameWithVectors) {
+    constexpr int kWidth = 130, kHeight = 37, kMiddle = 1 << 15;
+    const Bytes planes = noise(2 * kMiddle);
+    const uint8_t* source[] = {&planes[kMiddle], &planes[kMiddle + 40], &planes[kMiddle + 7]};
+    int stride[] = {-kWidth, -kWidth - 3, -kWidth + 5};
+    for (const Kind& kind : kKinds) {
+        for (int dstStride : {-4 * kWidth, -2 * kWidth, -2 * kWidth + 2, 0, 6, 2 * kWidth - 1}) {
+            SCOPED_TRACE(testing::Message() << kind.name << " " << dstStride);
+            Bytes expected;
+            onEverySimdTarget([&] {
+                Bytes out(2 * kMiddle);
+                uint8_t* dst = &out[kMiddle];
+                kind.create(kWidth, kHeight)->convert(&dst, &dstStride, source, stride);
+                EXPECT_TRUE(expected.empty() || out == expected);
+                expected = out;
+            });
         }
     }
 }

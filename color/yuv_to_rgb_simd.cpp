@@ -1,0 +1,354 @@
+// NOLINT(llvm-header-guard): included once for each instruction set.
+#include <algorithm>
+#include <cstring>
+
+#include "color/simd.h"
+#include "color/yuv_to_rgb_kernel.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "color/yuv_to_rgb_simd.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "color/pixel_order-inl.h"
+#include "color/turn_square-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace zem::HWY_NAMESPACE {
+namespace {
+
+#if ZEM_TABLE_TARGET
+
+void convertAny(const YuvToRgbFrame& frame) {
+    convertYuvToRgbTable(frame);
+}
+
+#else
+
+// The tables' values are computed instead of looked up: the offsets that chroma adds to luma, once for
+// two rows of pixels and exact to the last bit. None is beyond +-227, so that luma plus offset stays
+// within what the range table clamps, and that clipping takes two operations on bytes: a saturating
+// addition of the offset where it is positive, a saturating subtraction of it where it is negative.
+// Pictures narrower than a vector and rows that overlap are left to the tables.
+
+// --- Chroma to offsets
+
+// Each 16-bit lane belongs to a pair of pixels.
+struct Offsets {
+    ShortVector red, green, blue;
+};
+
+// Twice each: for both pixels of a pair.
+struct SplitOffset {
+    ByteVector positive, negative;
+};
+
+HWY_INLINE SplitOffset split(ShortVector offset) {
+    alignas(16) static constexpr uint8_t kTwice[16] = {0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14};
+    const auto twice = hn::LoadDup128(Bytes(), kTwice);
+    const auto positive = hn::Max(offset, hn::Zero(Shorts()));
+    const auto negative = hn::Sub(positive, offset);
+    return {hn::TableLookupBytes(hn::BitCast(Bytes(), positive), twice),
+            hn::TableLookupBytes(hn::BitCast(Bytes(), negative), twice)};
+}
+
+// The lanes of `pairs` are Cr - 128 and Cb - 128; the result has 16 fraction bits, and the rounding half.
+HWY_INLINE IntVector greenSum(ShortVector pairs) {
+    // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
+    constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
+    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
+    auto second = hn::Zero(Ints());
+    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
+    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), 32768));
+}
+
+// What the tables' entries for chroma 0 differ by from their neighbours' rule.
+constexpr int32_t kBlueAtZero = 178 - -227;
+constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
+constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
+
+HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
+    const auto lanes = hn::BitCast(Ints(), pairs);
+    const auto zero = hn::Set(Ints(), -128);
+    const auto crIsZero = hn::Eq(hn::ShiftRight<16>(hn::ShiftLeft<16>(lanes)), zero);
+    const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), zero);
+    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
+                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
+}
+
+// By one lane, within each two.
+HWY_INLINE ShortVector shiftedUp(ShortVector lanes) {
+    return hn::BitCast(Shorts(), hn::ShiftLeft<16>(hn::BitCast(Ints(), lanes)));
+}
+
+HWY_INLINE ShortVector shiftedDown(ShortVector lanes) {
+    return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Ints(), lanes)));
+}
+
+HWY_INLINE Offsets offsetsOf(ShortVector cbBytes, ShortVector crBytes) {
+    const auto middle = hn::Set(Shorts(), 128);
+    const auto cb = hn::Sub(cbBytes, middle);
+    const auto cr = hn::Sub(crBytes, middle);
+    const auto evenPairs = hn::OddEven(shiftedUp(cb), cr);
+    const auto oddPairs = hn::OddEven(cb, shiftedDown(cr));
+    auto evenSum = greenSum(evenPairs);
+    auto oddSum = greenSum(oddPairs);
+    // 0.402 and 0.772 times 32768: with 15 fraction bits these two are exact for all 256 values.
+    const auto red = hn::Add(cr, hn::MulFixedPoint15(cr, hn::Set(Shorts(), 13175)));
+    auto blue = hn::Add(cb, hn::MulFixedPoint15(cb, hn::Set(Shorts(), 25297)));
+    const auto hasZero = hn::Eq(hn::Min(cbBytes, crBytes), hn::Zero(Shorts()));
+    if (HWY_UNLIKELY(!hn::AllFalse(Shorts(), hasZero))) {
+        evenSum = hn::Add(evenSum, greenAtZero(evenPairs));
+        oddSum = hn::Add(oddSum, greenAtZero(oddPairs));
+        blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(cbBytes, hn::Zero(Shorts())),
+                                                hn::Set(Shorts(), static_cast<int16_t>(kBlueAtZero))));
+    }
+    // The sums' upper halves: those of the odd lanes are in place.
+    const auto green =
+        hn::OddEven(hn::BitCast(Shorts(), oddSum), shiftedDown(hn::BitCast(Shorts(), evenSum)));
+    return {red, hn::Sub(green, cr), blue};
+}
+
+// --- Luma and offsets to pixels
+
+HWY_INLINE ByteVector clipped(ByteVector y, const SplitOffset& offset) {
+    return hn::SaturatedSub(hn::SaturatedAdd(y, offset.positive), offset.negative);
+}
+
+template <int kBits>
+HWY_INLINE ByteVector shiftedRight(ByteVector bytes) {  // with foreign bits at the top
+    return hn::BitCast(Bytes(), hn::ShiftRight<kBits>(hn::BitCast(Words(), bytes)));
+}
+
+template <int kBits>
+HWY_INLINE ByteVector shiftedLeft(ByteVector bytes) {  // with foreign bits at the bottom
+    return hn::BitCast(Bytes(), hn::ShiftLeft<kBits>(hn::BitCast(Words(), bytes)));
+}
+
+HWY_INLINE void write565(uint8_t* out, ByteVector red, ByteVector green, ByteVector blue) {
+    const Bytes d;
+    const auto redBits = hn::And(shiftedRight<3>(red), hn::Set(d, 0x1F));
+    const auto blueBits = hn::And(blue, hn::Set(d, 0xF8));
+    const auto low = hn::OrAnd(redBits, shiftedLeft<3>(green), hn::Set(d, 0xE0));
+    const auto high = hn::OrAnd(blueBits, shiftedRight<5>(green), hn::Set(d, 0x07));
+    hn::StoreU(hn::InterleaveLower(d, low, high), d, out);
+    hn::StoreU(hn::InterleaveUpper(d, low, high), d, out + kVectorBytes);
+}
+
+HWY_INLINE void writeBgr32(uint8_t* out, ByteVector red, ByteVector green, ByteVector blue) {
+    const Bytes d;
+    const auto opaque = hn::Set(d, 255);
+    const auto store = [out](size_t quarter, WordVector words) HWY_ATTR {
+        hn::StoreU(hn::BitCast(Bytes(), words), Bytes(), out + quarter * kVectorBytes);
+    };
+    const auto lowBg = hn::BitCast(Words(), hn::InterleaveLower(d, blue, green));
+    const auto lowRa = hn::BitCast(Words(), hn::InterleaveLower(d, red, opaque));
+    store(0, hn::InterleaveLower(Words(), lowBg, lowRa));
+    store(1, hn::InterleaveUpper(Words(), lowBg, lowRa));
+    const auto highBg = hn::BitCast(Words(), hn::InterleaveUpper(d, blue, green));
+    const auto highRa = hn::BitCast(Words(), hn::InterleaveUpper(d, red, opaque));
+    store(2, hn::InterleaveLower(Words(), highBg, highRa));
+    store(3, hn::InterleaveUpper(Words(), highBg, highRa));
+}
+
+// --- Rows
+
+// One or two rows that share a row of chroma.
+struct RowPair {
+    const uint8_t* y;
+    const uint8_t* cb;
+    const uint8_t* cr;
+    uint8_t* out;
+    int rows;
+};
+
+template <bool kIs565, bool kInterleaved>
+class Rows {
+  public:
+    explicit Rows(const YuvToRgbFrame& frame)
+        : mPixels(static_cast<size_t>(frame.width / 2) * 2),
+          mYStride(frame.yStride),
+          mOutStride(frame.target.secondRow) {}
+
+    void convert(const RowPair& pair) const {
+        size_t x = kIs565 ? 0 : toAligned(pair.out);
+        if (x > 0) {
+            convertAt(pair, 0);
+        }
+        for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
+            convertAt(pair, x);
+        }
+        if (x < mPixels) {  // some pixels once more
+            convertAt(pair, mPixels - kVectorBytes);
+        }
+    }
+
+  private:
+    static constexpr size_t kPixelBytes = kIs565 ? 2 : 4;
+
+    // Pixels, whole pairs, until `out` is at the start of a vector; 0 where that never happens. Stores
+    // across lines of the cache cost more than some pixels converted twice. (Words of RGB565 are so few
+    // that the loads, which then cross lines instead, cost as much.)
+    static size_t toAligned(const uint8_t* out) {
+        const size_t bytes = (0 - reinterpret_cast<uintptr_t>(out)) % kVectorBytes;
+        return bytes % (2 * kPixelBytes) == 0 ? bytes / kPixelBytes : 0;
+    }
+    HWY_INLINE Offsets offsetsAt(const RowPair& pair, size_t x) const {
+        if constexpr (kInterleaved) {
+            const auto pairs = hn::BitCast(Words(), mLoad(pair.cr + x));
+            return offsetsOf(hn::BitCast(Shorts(), hn::ShiftRight<8>(pairs)),
+                             hn::BitCast(Shorts(), hn::And(pairs, hn::Set(Words(), 0xFF))));
+        } else {
+            return offsetsOf(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
+        }
+    }
+    HWY_INLINE void convertAt(const RowPair& pair, size_t x) const {
+        const Offsets offsets = offsetsAt(pair, x);
+        const SplitOffset red = split(offsets.red);
+        const SplitOffset green = split(offsets.green);
+        const SplitOffset blue = split(offsets.blue);
+        const uint8_t* luma = pair.y + x;
+        uint8_t* out = pair.out + kPixelBytes * x;
+        for (int row = 0; row < pair.rows; ++row) {
+            const auto y = mLoad(luma);
+            if constexpr (kIs565) {
+                write565(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+            } else {
+                writeBgr32(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+            }
+            luma += mYStride;
+            out += mOutStride;
+        }
+    }
+
+    OrderedLoad<kPixelBytes> mLoad;
+    size_t mPixels;
+    ptrdiff_t mYStride;
+    ptrdiff_t mOutStride;
+};
+
+template <bool kIs565, bool kInterleaved>
+void convertFrame(const YuvToRgbFrame& frame) {
+    const Rows<kIs565, kInterleaved> rows(frame);
+    for (int pass = 0; pass <= (frame.height - 1) / 2; ++pass) {
+        RowPair pair{};
+        pair.y = frame.y + ptrdiff_t{2} * pass * frame.yStride;
+        pair.cb = frame.cb + pass * frame.cbStride;
+        pair.cr = frame.cr + pass * frame.crStride;
+        pair.out = frame.target.start + pass * frame.target.nextPair;
+        pair.rows = frame.height - 2 * pass > 1 ? 2 : 1;
+        rows.convert(pair);
+    }
+}
+
+// Where the rows of a pair overlap it matters which pixel is written last.
+bool fitsVectors(const YuvToRgbFrame& frame) {
+    const ptrdiff_t pixels = frame.width / 2 * 2;
+    const ptrdiff_t bytes = pixels * frame.target.pixelStep;
+    return pixels >= static_cast<ptrdiff_t>(kVectorBytes) &&
+           (frame.target.secondRow >= bytes || frame.target.secondRow <= -bytes);
+}
+
+void convertPacked(const YuvToRgbFrame& frame) {
+    if (!fitsVectors(frame)) {
+        convertYuvToRgbTable(frame);
+    } else if (frame.target.is565) {
+        frame.interleaved ? convertFrame<true, true>(frame) : convertFrame<true, false>(frame);
+    } else {
+        frame.interleaved ? convertFrame<false, true>(frame) : convertFrame<false, false>(frame);
+    }
+}
+
+// --- Turned pictures: strips of a few rows, short enough to stay in the cache, whose columns then become
+// rows. Whole rows would write each line of the cache once for every row.
+
+constexpr int kStripColumns = 64;
+constexpr int kStripRows = 128;
+
+struct Strip {
+    int left, top;      // in the source
+    int columns, rows;  // that are filled
+    uint16_t words[kStripRows][kStripColumns];
+};
+
+void convertStrip(const YuvToRgbFrame& frame, Strip& strip) {
+    YuvToRgbFrame part = frame;
+    part.width = strip.columns;
+    part.height = strip.rows;
+    part.y += strip.top * frame.yStride + strip.left;
+    const ptrdiff_t chroma = frame.interleaved ? strip.left : strip.left / 2;
+    part.cb += strip.top / 2 * frame.cbStride + chroma;
+    part.cr += strip.top / 2 * frame.crStride + chroma;
+    part.target.start = reinterpret_cast<uint8_t*>(strip.words);
+    part.target.pixelStep = sizeof(uint16_t);
+    part.target.secondRow = sizeof(strip.words[0]);
+    part.target.nextPair = 2 * sizeof(strip.words[0]);
+    convertPacked(part);
+}
+
+void turnStrip(const Strip& strip, const RgbTarget& target) {
+    uint8_t* corner = target.start + strip.left * target.pixelStep + strip.top * target.secondRow;
+    const int wholeRows = strip.rows / kSquare * kSquare;
+    const int wholeColumns = strip.columns / kSquare * kSquare;
+    for (int column = 0; column < wholeColumns; column += kSquare) {
+        for (int row = 0; row < wholeRows; row += kSquare) {
+            turnSquare<kStripColumns>(&strip.words[row][column],
+                                      corner + column * target.pixelStep + row * target.secondRow,
+                                      target.pixelStep);
+        }
+    }
+    for (int column = 0; column < strip.columns; ++column) {
+        for (int row = column < wholeColumns ? wholeRows : 0; row < strip.rows; ++row) {
+            memcpy(corner + column * target.pixelStep + row * target.secondRow, &strip.words[row][column],
+                   sizeof(uint16_t));
+        }
+    }
+}
+
+void convertTurned(const YuvToRgbFrame& frame) {
+    const int pixels = frame.width / 2 * 2;
+    Strip strip;
+    for (strip.top = 0; strip.top < frame.height; strip.top += kStripRows) {
+        strip.rows = std::min(frame.height - strip.top, kStripRows);
+        for (int done = 0; done < pixels; done += kStripColumns) {
+            strip.columns = std::min(pixels, kStripColumns);
+            strip.left = std::min(done, pixels - strip.columns);  // some of the last once more
+            convertStrip(frame, strip);
+            turnStrip(strip, frame.target);
+        }
+    }
+}
+
+void convertAny(const YuvToRgbFrame& frame) {
+    const RgbTarget& target = frame.target;
+    const bool turned = target.is565 && target.secondRow == 2 && target.nextPair == 4;
+    if (target.pixelStep == (target.is565 ? 2 : 4)) {
+        convertPacked(frame);
+    } else if (turned) {
+        convertTurned(frame);
+    } else {
+        convertYuvToRgbTable(frame);
+    }
+}
+
+#endif  // ZEM_TABLE_TARGET
+
+}  // namespace
+}  // namespace zem::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zem {
+
+namespace {
+HWY_EXPORT(convertAny);
+}
+
+void convertYuvToRgb(const YuvToRgbFrame& frame) {
+    if (frame.width >= 2 && frame.height >= 1) {
+        HWY_DYNAMIC_DISPATCH(convertAny)(frame);
+    }
+}
+
+}  // namespace zem
+#endif  // HWY_ONCE
