@@ -34,8 +34,9 @@ class wp;
 
 #define ZEM_ALL_REFERENCE_COMPARISONS                                              \
     ZEM_COMPARE_REFERENCES(==)                                                     \
-    ZEM_COMPARE_REFERENCES(!=) ZEM_COMPARE_REFERENCES(>) ZEM_COMPARE_REFERENCES(<) \
-        ZEM_COMPARE_REFERENCES(<=) ZEM_COMPARE_REFERENCES(>=)
+    ZEM_COMPARE_REFERENCES(!=)                                                     \
+    ZEM_COMPARE_REFERENCES(>) ZEM_COMPARE_REFERENCES(<) ZEM_COMPARE_REFERENCES(<=) \
+        ZEM_COMPARE_REFERENCES(>=)
 
 /// One object may be referenced from any threads; one sp is used by one thread at a time.
 /// There is no conversion to bool, as in the platform: compare with NULL.
