@@ -32,11 +32,16 @@ class wp;
         return m_ptr OP other.m_ptr;             \
     }
 
-#define ZEM_ALL_REFERENCE_COMPARISONS                                              \
-    ZEM_COMPARE_REFERENCES(==)                                                     \
-    ZEM_COMPARE_REFERENCES(!=)                                                     \
-    ZEM_COMPARE_REFERENCES(>) ZEM_COMPARE_REFERENCES(<) ZEM_COMPARE_REFERENCES(<=) \
-        ZEM_COMPARE_REFERENCES(>=)
+// The formatter takes these for operators and finds no end.
+// clang-format off
+#define ZEM_ALL_REFERENCE_COMPARISONS \
+    ZEM_COMPARE_REFERENCES(==) \
+    ZEM_COMPARE_REFERENCES(!=) \
+    ZEM_COMPARE_REFERENCES(>) \
+    ZEM_COMPARE_REFERENCES(<) \
+    ZEM_COMPARE_REFERENCES(<=) \
+    ZEM_COMPARE_REFERENCES(>=)
+// clang-format on
 
 /// One object may be referenced from any threads; one sp is used by one thread at a time.
 /// There is no conversion to bool, as in the platform: compare with NULL.
