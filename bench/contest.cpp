@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
+#include <random>
 
 namespace zem::bench {
 
@@ -20,6 +22,8 @@ double timeCalls(const Rival& rival, size_t calls, size_t& number) {
     if (rival.prepare) {
         rival.prepare();
     }
+    // One that does not count: it finds the caches, and the vector units' clock, as others left them.
+    rival.call(number++);
     const double start = threadSeconds();
     for (size_t i = 0; i < calls; ++i) {
         rival.call(number++);
@@ -76,14 +80,15 @@ void contest(benchmark::State& state, const std::vector<Rival>& rivals, double s
         calls.push_back(callsFor(rival, sampleSeconds, number));
     }
     std::vector<std::vector<double>> seconds(rivals.size());
-    size_t first = 0;
+    std::vector<size_t> order(rivals.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::minstd_rand random(1);
     for (auto _ : state) {
-        // Another one begins each time, so that nobody always follows the same.
-        for (size_t i = 0; i < rivals.size(); ++i) {
-            const size_t at = (first + i) % rivals.size();
+        // Any order, so that nobody always follows the same.
+        std::shuffle(order.begin(), order.end(), random);
+        for (const size_t at : order) {
             seconds[at].push_back(timeCalls(rivals[at], calls[at], number));
         }
-        ++first;
         state.SetIterationTime(seconds[0].back());
     }
     for (size_t i = 0; i < rivals.size() && !seconds[i].empty(); ++i) {

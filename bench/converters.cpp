@@ -132,7 +132,7 @@ void registerCases(bool quick) {
                     if (quick && !warm && !target.isBest) {
                         continue;
                     }
-                    const Case what{subject, size.width, size.height, warm, target, quick ? 0.0004 : 0.001};
+                    const Case what{subject, size.width, size.height, warm, target, 0.001};
                     const std::string name = std::string(subject.name) + "/" + std::to_string(size.width) +
                                              "x" + std::to_string(size.height) +
                                              (warm ? "/warm/" : "/ring/") + target.name;

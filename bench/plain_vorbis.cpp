@@ -86,8 +86,8 @@ int PlainVorbisDecoder::getData(uint8_t* out, int /*size*/) {
                 for (int i = 0; i < frames; ++i, written += 4) {
                     int16_t samples[2];
                     for (int c = 0; c < 2; ++c) {
-                        samples[c] = static_cast<int16_t>(
-                            std::clamp(std::lrint(pcm[c][i] * 32767.0F), -32768L, 32767L));
+                        const double value = std::floor(pcm[c][i] * 32767.0 + 0.5);
+                        samples[c] = static_cast<int16_t>(std::clamp(value, -32768.0, 32767.0));
                     }
                     memcpy(out + written, samples, sizeof samples);
                 }
