@@ -60,6 +60,10 @@ std::vector<Target> targets() {
             found.push_back({target, hwy::TargetName(target), libyuvFlags(target), found.empty()});
         }
     }
+    if (found.empty()) {  // the build has only one, and nothing to choose at run time
+        found.push_back(
+            {HWY_STATIC_TARGET, hwy::TargetName(HWY_STATIC_TARGET), libyuvFlags(HWY_STATIC_TARGET), true});
+    }
     return found;
 }
 
