@@ -23,7 +23,10 @@ struct Target {
 
 constexpr int64_t kTableTargets = HWY_SCALAR | HWY_EMU128;
 
-int libyuvFlags(int64_t target) {
+int libyuvFlags([[maybe_unused]] int64_t target) {
+#if HWY_ARCH_ARM
+    return libyuv::kCpuInitialized | libyuv::kCpuHasARM | libyuv::kCpuHasNEON;
+#else
     int without = 0;
     if (target >= HWY_AVX2 && target < kTableTargets) {
         without |= libyuv::kCpuHasAVX512BW | libyuv::kCpuHasAVX512VL | libyuv::kCpuHasAVX512VNNI |
@@ -37,6 +40,16 @@ int libyuvFlags(int64_t target) {
         without |= libyuv::kCpuHasSSE41 | libyuv::kCpuHasSSE42;
     }
     return ~without;
+#endif
+}
+
+// libyuv asks the kernel what an ARM processor can do, and the kernel under an emulator is another machine's.
+void allowLibyuv(int flags) {
+#if HWY_ARCH_ARM
+    libyuv::SetCpuFlags(flags);
+#else
+    libyuv::MaskCpuFlags(flags);
+#endif
 }
 
 // The machine's, the best first.
@@ -46,6 +59,10 @@ std::vector<Target> targets() {
         if ((target & kTableTargets) == 0) {
             found.push_back({target, hwy::TargetName(target), libyuvFlags(target), found.empty()});
         }
+    }
+    if (found.empty()) {  // the build has only one, and nothing to choose at run time
+        found.push_back(
+            {HWY_STATIC_TARGET, hwy::TargetName(HWY_STATIC_TARGET), libyuvFlags(HWY_STATIC_TARGET), true});
     }
     return found;
 }
@@ -96,7 +113,7 @@ void measure(benchmark::State& state, const Case& what) {
         rivals.push_back({name,
                           [=] {
                               hwy::SetSupportedTargetsForTest(highway);
-                              libyuv::MaskCpuFlags(libyuv);
+                              allowLibyuv(libyuv);
                           },
                           [convert, &ring](size_t number) {
                               convert(ring.source(number), ring.target(number));
@@ -114,7 +131,6 @@ void measure(benchmark::State& state, const Case& what) {
     }
     contest(state, rivals, what.sampleSeconds);
     hwy::SetSupportedTargetsForTest(0);
-    libyuv::MaskCpuFlags(-1);
 }
 
 void registerCases(bool quick) {

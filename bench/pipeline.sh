@@ -101,11 +101,11 @@ report_session() {
         END {
             printf "%.3f %.3f %.3f\n", engine, encoder, all
         }' "$work/threads.before" "$work/threads.after")
-    figure "$case" engine_ms "$engine" ms
+    figure "$case" 'without encoder_ms' "$engine" ms
     figure "$case" encoder_ms "$encoder" ms
     figure "$case" process_ms "$process" ms
-    figure "$case" 'latency p50' "$(of_summary delivery_ms p50)" ms
-    figure "$case" 'latency p95' "$(of_summary delivery_ms p95)" ms
+    figure "$case" 'latency p50 (ms)' "$(of_summary delivery_ms p50)" ms
+    figure "$case" 'latency p95 (ms)' "$(of_summary delivery_ms p95)" ms
     figure "$case" 'frames a second' "$fps" fps
 }
 
@@ -135,6 +135,6 @@ start_content
 run_session
 report_session
 rate=$(printf '%.0f' "$fps")
-report_ffmpeg 'ffmpeg: x11grab to yuv420p' engine_ms "$engine" -c:v rawvideo -f null -
+report_ffmpeg 'ffmpeg: x11grab to yuv420p' 'without encoder_ms' "$engine" -c:v rawvideo -f null -
 report_ffmpeg 'ffmpeg: x11grab to H.264' process_ms "$process" -c:v libx264 -preset superfast -tune zerolatency \
     -profile:v high -sc_threshold 0 -g 60 -b:v $bitrate -maxrate $bitrate -bufsize $bitrate -f h264 -y /dev/null

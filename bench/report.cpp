@@ -28,9 +28,10 @@ struct Case {
     std::vector<Figure> figures;
 };
 
-std::string trimmed(double value) {
+std::string trimmed(const Figure& figure) {
     char buffer[32];
-    snprintf(buffer, sizeof buffer, "%.4g", value);
+    const double value = figure.value;
+    snprintf(buffer, sizeof buffer, figure.unit == "ratio" ? "%.3g" : "%.4g", value);
     return strchr(buffer, 'e') != nullptr ? std::to_string(static_cast<long>(value)) : buffer;
 }
 
@@ -61,7 +62,7 @@ std::string json(const std::vector<Case>& cases, bool ratiosOnly, const char* ga
         std::string figures;
         for (const Figure& figure : one.figures) {
             if (!ratiosOnly || figure.unit == "ratio") {
-                figures += (figures.empty() ? "\"" : ", \"") + figure.name + "\": " + trimmed(figure.value);
+                figures += (figures.empty() ? "\"" : ", \"") + figure.name + "\": " + trimmed(figure);
             }
         }
         if (!figures.empty()) {
@@ -127,7 +128,7 @@ std::string table(const std::vector<Case>& cases, bool markdown) {
         rows.push_back({one.name});
         for (const std::string& name : names) {
             const Figure* const figure = find(one, name.substr(0, name.find('\t')));
-            rows.back().push_back(figure != nullptr ? trimmed(figure->value) : "");
+            rows.back().push_back(figure != nullptr ? trimmed(*figure) : "");
         }
     }
     std::string out;
@@ -165,6 +166,21 @@ std::vector<Case> charted(const std::vector<Case>& cases) {
     return chosen;
 }
 
+// For a page: without the lesser instruction sets, but of the frame that is charted.
+std::vector<Case> shortened(const std::vector<Case>& cases) {
+    std::vector<Case> chosen;
+    std::string last;
+    for (const Case& one : cases) {
+        const std::string withoutTarget = one.name.substr(0, one.name.rfind('/'));
+        const bool isLesser = one.group == "converters" && withoutTarget == last;
+        if (!isLesser || one.name.find("/1280x720/warm/") != std::string::npos) {
+            chosen.push_back(one);
+        }
+        last = withoutTarget;
+    }
+    return chosen;
+}
+
 Chart chartOf(const std::string& group, const std::vector<Case>& cases, const std::string& machine) {
     const bool isConverters = group == "converters";
     Chart chart{group, "", machine, {}, 0};
@@ -172,7 +188,7 @@ Chart chartOf(const std::string& group, const std::vector<Case>& cases, const st
     for (const Case& one : charted(cases)) {
         ChartRow row{one.name, {}};
         for (const Figure& figure : one.figures) {
-            if (figure.unit == "us" || figure.unit == "ms") {
+            if (heading(figure) != figure.name) {  // latency and rates are no CPU time
                 unit = figure.unit;
                 row.bars.push_back({figure.name.substr(0, figure.name.rfind('_')), figure.value});
                 const bool counts = !isConverters || figure.name == "engine_us" || figure.name == "libyuv_us";
@@ -197,7 +213,7 @@ int write(const std::string& folder, const std::string& machine) {
          distinct(cases, [](const Case& one) { return std::vector<std::string>{one.group}; })) {
         const std::vector<Case> own = ofGroup(cases, group);
         std::ofstream(folder + "/" + group + ".svg") << svg(chartOf(group, own, machine));
-        markdown << "\n### " << group << "\n\n" << table(own, true);
+        markdown << "\n### " << group << "\n\n" << table(shortened(own), true);
         std::cout << "\n" << group << "\n" << table(own, false);
     }
     return cases.empty() || !markdown ? 1 : 0;

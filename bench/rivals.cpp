@@ -9,9 +9,11 @@
 #include "color/tiled_nv12.h"
 #include "color/yuv_to_rgb.h"
 
+#if ZEM_BENCH_SWSCALE
 extern "C" {
 #include <libswscale/swscale.h>
 }
+#endif
 
 namespace zem::bench {
 
@@ -63,6 +65,8 @@ Convert limit(Size size, void (*kernel)(const LimitFrame&)) {
     };
 }
 
+// The formats by name, without AV_PIX_FMT_.
+#if ZEM_BENCH_SWSCALE
 Convert swscale(Size size, Layout from, AVPixelFormat fromFormat, Layout to, AVPixelFormat toFormat) {
     const std::shared_ptr<SwsContext> context(
         sws_getContext(size.width, size.height, fromFormat, size.width, size.height, toFormat, SWS_POINT,
@@ -74,6 +78,11 @@ Convert swscale(Size size, Layout from, AVPixelFormat fromFormat, Layout to, AVP
         sws_scale(context.get(), in.data, in.strides, 0, size.height, out.data, out.strides);
     };
 }
+#define SWSCALE(size, from, fromFormat, to, toFormat) \
+    swscale(size, from, AV_PIX_FMT_##fromFormat, to, AV_PIX_FMT_##toFormat)
+#else
+#define SWSCALE(size, from, fromFormat, to, toFormat) nullptr
+#endif
 
 // `function(in, out)` on the planes.
 template <class Function>
@@ -96,7 +105,7 @@ Conversion rgb32ToNv12(int width, int height) {
                        libyuv::ARGBToNV21(in.data[0], in.strides[0], out.data[0], out.strides[0], out.data[1],
                                           out.strides[1], width, height);
                    }),
-            swscale(size, from, AV_PIX_FMT_BGRA, to, AV_PIX_FMT_NV21)};
+            SWSCALE(size, from, BGRA, to, NV21)};
 }
 
 Conversion rgb32ToI420(int width, int height) {
@@ -112,7 +121,7 @@ Conversion rgb32ToI420(int width, int height) {
                        libyuv::ARGBToI420(in.data[0], in.strides[0], out.data[0], out.strides[0], out.data[1],
                                           out.strides[1], out.data[2], out.strides[2], width, height);
                    }),
-            swscale(size, from, AV_PIX_FMT_BGRA, to, AV_PIX_FMT_YUV420P)};
+            SWSCALE(size, from, BGRA, to, YUV420P)};
 }
 
 Conversion i420ToBgr32(int width, int height) {
@@ -128,7 +137,7 @@ Conversion i420ToBgr32(int width, int height) {
                        libyuv::I420ToARGB(in.data[0], in.strides[0], in.data[1], in.strides[1], in.data[2],
                                           in.strides[2], out.data[0], out.strides[0], width, height);
                    }),
-            swscale(size, from, AV_PIX_FMT_YUV420P, to, AV_PIX_FMT_BGRA)};
+            SWSCALE(size, from, YUV420P, to, BGRA)};
 }
 
 void libyuvI420To565(const Planes& in, const Planes& out, int width, int height) {
@@ -146,7 +155,7 @@ Conversion i420To565(int width, int height) {
             limit(size, limitI420ToRgb565),
             libyuv(size, from, to,
                    [=](const Planes& in, const Planes& out) { libyuvI420To565(in, out, width, height); }),
-            swscale(size, from, AV_PIX_FMT_YUV420P, to, AV_PIX_FMT_RGB565LE)};
+            SWSCALE(size, from, YUV420P, to, RGB565LE)};
 }
 
 Convert libyuvNv12To565(Size size) {
@@ -165,7 +174,7 @@ Conversion nv12To565(int width, int height) {
             engine<Nv12ToRgb565>(size, from, to),
             limit(size, limitNv12ToRgb565),
             libyuvNv12To565(size),
-            swscale(size, from, AV_PIX_FMT_NV12, to, AV_PIX_FMT_RGB565LE)};
+            SWSCALE(size, from, NV12, to, RGB565LE)};
 }
 
 Conversion nv12To565Rotated(int width, int height) {
