@@ -29,7 +29,7 @@ class InputSemaphore {
     int waitUntil(const timespec& deadline, const char* signature);
 
   private:
-    sem_t mSemaphore;
+    sem_t mSemaphore{};
     pthread_mutex_t mMutex = PTHREAD_MUTEX_INITIALIZER;
     int mUsers = 0;  // guarded by mMutex
 };

@@ -22,7 +22,8 @@ double pitchOf(const std::vector<int16_t>& pcm, size_t channels) {
     for (size_t i = channels; i < pcm.size(); i += channels) {
         const double before = pcm[i - channels], now = pcm[i];
         if (before < 0 && now >= 0) {
-            last = static_cast<double>(i / channels) - now / (now - before);
+            const size_t frame = i / channels;
+            last = static_cast<double>(frame) - now / (now - before);
             first = first < 0 ? last : first;
             periods++;
         }
@@ -44,7 +45,8 @@ TEST_P(AacTone, KeepsItsPitch) {
     for (size_t block = 0; block < 60; block++) {
         std::vector<int16_t> samples(kBlockFrames * width);
         for (size_t i = 0; i < samples.size(); i++) {
-            const double time = static_cast<double>(block * kBlockFrames + i / width) / kRate;
+            const size_t frame = block * kBlockFrames + i / width;
+            const double time = static_cast<double>(frame) / kRate;
             samples[i] = static_cast<int16_t>(12000 * std::sin(2 * kPi * 1000 * time));
         }
         ASSERT_GE(encoder.encode(reinterpret_cast<uint8_t*>(samples.data()),

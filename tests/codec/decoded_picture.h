@@ -44,10 +44,12 @@ struct DecodedPicture {
         std::vector<uint8_t> bytes(static_cast<size_t>(row * height * 3 / 2), 255);
         for (int y = 0; y < height; y++) {
             for (int x = 0; x < width; x++) {
-                bytes[static_cast<size_t>(y * row + x)] = luma(x, y);
+                const int pixel = y * row + x;
+                bytes[static_cast<size_t>(pixel)] = luma(x, y);
                 const int chroma = row * height + (paired ? y / 2 * row + x / 2 * 2 : (y / 2 * row + x) / 2);
                 bytes[static_cast<size_t>(chroma)] = cb(x, y);
-                bytes[static_cast<size_t>(chroma + (paired ? 1 : row * height / 4))] = cr(x, y);
+                const int other = chroma + (paired ? 1 : row * height / 4);
+                bytes[static_cast<size_t>(other)] = cr(x, y);
             }
         }
         return bytes;

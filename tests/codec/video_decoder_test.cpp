@@ -91,11 +91,11 @@ class VideoDecoderTest : public testing::Test {
 
 TEST_F(VideoDecoderTest, EachChipHasItsLayout) {
     struct Case {
-        const char* buildId;
-        const char* cpuInfo;
-        const char* component;
-        int base;
-        bool tiled, known;  // known: the size is taken from open
+        const char* buildId = nullptr;
+        const char* cpuInfo = nullptr;
+        const char* component = nullptr;
+        int base = 0;
+        bool tiled = false, known = false;  // known: the size is taken from open
         int width = 70, remainder = 0;
     };
     for (const Case& c : {Case{"8960", nullptr, kQcomName, 0x2001, true, false},

@@ -142,10 +142,10 @@ void expectAsReference(const Kind& kind, const Layout& layout, const Content& co
         }
     }
     const uint8_t* source[] = {planes[0].data(), planes[1].data(), kind.pairs() ? nullptr : planes[2].data()};
-    onEverySimdTarget([&] {
+    onEverySimdTarget([&, width = w, height = h] {
         GuardedBuffer out(expected.size());
         uint8_t* dst = out.data();
-        EXPECT_EQ(kind.create(w, h)->convert(&dst, &dstStride, source, stride), 0);
+        EXPECT_EQ(kind.create(width, height)->convert(&dst, &dstStride, source, stride), 0);
         ASSERT_TRUE(out.bytes() == expected);
         EXPECT_TRUE(out.untouchedBefore());
     });
@@ -174,7 +174,8 @@ TEST(YuvToRgb, EachClassHonoursItsStridesAndStaysWithinItsPlanes) {
 }
 
 TEST(YuvToRgb, RowsUpwardAndRowsThatOverlapAreTheSameWithVectors) {
-    constexpr int kWidth = 130, kHeight = 37, kMiddle = 1 << 15;
+    constexpr int kWidth = 130, kHeight = 37;
+    constexpr size_t kMiddle = 1 << 15;
     const Bytes planes = noise(2 * kMiddle);
     const uint8_t* source[] = {&planes[kMiddle], &planes[kMiddle + 40], &planes[kMiddle + 7]};
     int stride[] = {-kWidth, -kWidth - 3, -kWidth + 5};

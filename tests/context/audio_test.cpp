@@ -57,8 +57,9 @@ TEST_F(Audio, VolumeFollowsTheStateInPlace) {
     for (int state = 10; state >= 0; --state) {
         const std::string text = std::to_string(state);
         session().setAudioVolumeState(state, 77);
-        EXPECT_TRUE(logged(4, "KivContext::setAudioVolumeState: " + text + "," + text + "," +
-                                  std::to_string(gains[state]) + "."));
+        std::string said = "KivContext::setAudioVolumeState: ";
+        EXPECT_TRUE(logged(4, said.append(text).append(",").append(text).append(",").append(
+                                  std::to_string(gains[state]).append("."))));
         Bytes memory(18, 0x64);  // the block: 100 and an odd byte at an odd address, or 7 samples
         memory[2] = 0;
         mHook->sendBlock(&memory[1], 5);

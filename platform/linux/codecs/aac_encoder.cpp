@@ -16,7 +16,8 @@ constexpr uint32_t kLeastBitRate = 8000;  // of each channel; libavcodec's rate 
 uint32_t usableAacBitRate(uint32_t bitRate, const AudioFormat& format) {
     // A unit at its largest, 44100/1024 times a second; half as many bits as that are transparent, and a
     // quarter is what players and stores use.
-    const uint32_t most = format.rate * format.channels * (kLargestUnitPerChannel * 8 / kSamplesPerUnit);
+    constexpr auto kMostBitsPerSample = static_cast<uint32_t>(kLargestUnitPerChannel * 8 / kSamplesPerUnit);
+    const uint32_t most = format.rate * format.channels * kMostBitsPerSample;
     const uint32_t least = std::min(kLeastBitRate * format.channels, most);
     return bitRate == 0 ? std::max(most / 4, least) : std::clamp(bitRate, least, most);
 }

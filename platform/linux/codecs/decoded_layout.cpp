@@ -52,7 +52,7 @@ class TileGrid {
 };
 
 void interleave(const uint8_t* cb, const uint8_t* cr, uint32_t pairs, uint8_t* out) {
-    for (uint32_t i = 0; i < pairs; i++) {
+    for (size_t i = 0; i < pairs; i++) {
         out[2 * i] = cb[i];
         out[2 * i + 1] = cr[i];
     }
