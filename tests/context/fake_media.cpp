@@ -39,7 +39,7 @@ using zem::test::gPixels;
 Screenshot::Screenshot(int wantedWidth, int wantedHeight)
     : width(wantedWidth), height(wantedHeight), client(nullptr), maxLayer(0), format(fakeScreen().format) {
     ++fakeScreen().living;
-    gPixels = {std::vector<uint8_t>(32 * 32 * 4), 32};  // the probe
+    gPixels = {std::vector<uint8_t>(size_t{32} * 32 * 4), 32};  // the probe
 }
 
 Screenshot::~Screenshot() {

@@ -137,7 +137,7 @@ TEST_F(Receive, AHeaderIsDecodedInPlaceOfExactlyOneUnit) {
         const std::string size = std::to_string(row.size);
         std::vector<std::string> expected{"mVideoDecoder->decode: send encoder header (size:" + size + ")"};
         for (const std::string& line : row.dump) {
-            expected.push_back("dec/org: size:" + size + line);
+            expected.emplace_back("dec/org: size:").append(size).append(line);
         }
         std::vector<std::string> got;
         for (const LogLine& line : loggedLines()) {
