@@ -1,46 +1,16 @@
 #include "platform/linux/screen/opaque_rgba.h"
 
-#include <libyuv/convert_from_argb.h>
-#include <libyuv/planar_functions.h>
 #include <libyuv/scale_argb.h>
 
-#include <array>
+#include "platform/linux/screen/opaque_row.h"
 
 namespace zem {
 namespace {
 
 constexpr int kPixelBytes = sizeof(Rgba);
-constexpr uint32_t kStrip = 1024;  // pixels; a strip is still in the nearest cache for its second pass
-
-constexpr std::array<uint8_t, kStrip> opaqueStrip() {
-    std::array<uint8_t, kStrip> strip{};
-    for (uint8_t& alpha : strip) {
-        alpha = 255;
-    }
-    return strip;
-}
-constexpr std::array<uint8_t, kStrip> kOpaque = opaqueStrip();
 
 uint8_t* bytesOf(Rgba* pixels) {
     return reinterpret_cast<uint8_t*>(pixels);  // the library knows pixels as bytes
-}
-
-/// `from` may be `to`'s own bytes. (The library names formats by the word: its ARGB is B,G,R,A in memory.)
-void convertStrip(const uint8_t* from, ByteOrder order, Rgba* to, int count) {
-    const int bytes = count * kPixelBytes;
-    if (order == ByteOrder::kBgrx) {
-        libyuv::ARGBToABGR(from, bytes, bytesOf(to), bytes, count, 1);
-    } else if (from != bytesOf(to)) {
-        libyuv::ARGBCopy(from, bytes, bytesOf(to), bytes, count, 1);
-    }
-    libyuv::ARGBCopyYToAlpha(kOpaque.data(), count, bytesOf(to), bytes, count, 1);
-}
-
-void convertRow(const uint8_t* from, ByteOrder order, Rgba* to, uint32_t width) {
-    for (uint32_t x = 0; x < width; x += kStrip) {
-        const uint32_t count = width - x < kStrip ? width - x : kStrip;
-        convertStrip(from + size_t{x} * kPixelBytes, order, to + x, static_cast<int>(count));
-    }
 }
 
 /// Whole factors: means of neighbours, or the middle pixel. False when the library refuses the sizes.
@@ -64,10 +34,11 @@ bool toOpaqueRgba(const PixelView& pixels, ByteOrder order, Picture* picture) {
     if (!sameSize && !scale(pixels, picture)) {
         return false;
     }
-    for (uint32_t y = 0; y < picture->height(); ++y) {
-        Rgba* to = picture->row(y);
-        const uint8_t* from = sameSize ? pixels.bytes + size_t{y} * pixels.width * kPixelBytes : bytesOf(to);
-        convertRow(from, order, to, picture->width());
+    // From the last row to the first: a reader begins with the first ones, which are then still in the cache.
+    for (uint32_t y = picture->height(); y-- > 0;) {
+        uint8_t* const to = bytesOf(picture->row(y));
+        const uint8_t* const from = sameSize ? pixels.bytes + size_t{y} * pixels.width * kPixelBytes : to;
+        opaqueRow(from, order == ByteOrder::kBgrx, to, picture->width());
     }
     return true;
 }

@@ -12,12 +12,21 @@ bool Picture::reshape(uint32_t width, uint32_t height) {
         if (!pixels) {
             return false;
         }
-        mPixels = std::move(pixels);
+        mOwn = std::move(pixels);
         mCapacity = count;
     }
+    mBorrowed.reset();
+    mPixels = mOwn.get();
     mWidth = width;
     mHeight = height;
     return true;
+}
+
+void Picture::borrow(std::shared_ptr<Rgba> pixels, uint32_t width, uint32_t height) {
+    mBorrowed = std::move(pixels);
+    mPixels = mBorrowed.get();
+    mWidth = width;
+    mHeight = height;
 }
 
 bool turnPicture(const Picture& from, uint32_t quarters, Picture* to) {

@@ -143,20 +143,20 @@ android::status_t X11Connection::read(uint32_t left, uint32_t top, uint32_t widt
 }
 
 bool X11Connection::ensureSegment(size_t bytes) {
-    if (mSegment != 0 && mMemory.size() >= bytes + kSegmentMargin) {
+    if (mSegment != 0 && mMemory->size() >= bytes + kSegmentMargin) {
         return true;
     }
     detach();
-    SharedMemory memory(bytes + kSegmentMargin);
-    return memory.data() != nullptr && attach(std::move(memory));
+    auto memory = std::make_shared<SharedMemory>(bytes + kSegmentMargin);
+    return memory->data() != nullptr && attach(std::move(memory));
 }
 
-bool X11Connection::attach(SharedMemory memory) {
+bool X11Connection::attach(std::shared_ptr<SharedMemory> memory) {
     xcb_connection_t* const c = mConnection.get();
     const uint32_t segment = xcb_generate_id(c);
     // The library closes the descriptor once it is sent.
     const XcbReply<xcb_generic_error_t> error(
-        xcb_request_check(c, xcb_shm_attach_fd_checked(c, segment, memory.releaseFd(), 0)));
+        xcb_request_check(c, xcb_shm_attach_fd_checked(c, segment, memory->releaseFd(), 0)));
     if (error || xcb_connection_has_error(c) != 0) {
         return false;
     }
@@ -170,7 +170,7 @@ void X11Connection::detach() {
         xcb_shm_detach(mConnection.get(), mSegment);
         mSegment = 0;
     }
-    mMemory = SharedMemory();
+    mMemory.reset();
 }
 
 android::status_t X11Connection::readShared(const xcb_rectangle_t& area, size_t bytes, PixelView* pixels) {
@@ -182,7 +182,7 @@ android::status_t X11Connection::readShared(const xcb_rectangle_t& area, size_t 
     if (!reply || reply->size < bytes) {
         return failure();
     }
-    *pixels = {mMemory.data(), area.width, area.height};
+    *pixels = {mMemory->data(), area.width, area.height};
     return android::OK;
 }
 

@@ -30,6 +30,9 @@ class X11Connection {
     /// Reads a part of the root window into memory that is valid until the next read. UNKNOWN_ERROR when
     /// the server refuses, as it does when the screen has become smaller than that.
     android::status_t read(uint32_t left, uint32_t top, uint32_t width, uint32_t height, PixelView* pixels);
+    /// The memory of the last read, to write in and to keep for longer; later reads overwrite it. Null when
+    /// it is not shared with the server.
+    std::shared_ptr<SharedMemory> readMemory() const { return mShared ? mMemory : nullptr; }
     ByteOrder byteOrder() const { return mOrder; }
 
   private:
@@ -38,7 +41,7 @@ class X11Connection {
     android::status_t failure() const;
     bool canShare() const;
     bool ensureSegment(size_t bytes);
-    bool attach(SharedMemory memory);
+    bool attach(std::shared_ptr<SharedMemory> memory);
     void detach();
     android::status_t readShared(const xcb_rectangle_t& area, size_t bytes, PixelView* pixels);
     android::status_t readCopied(const xcb_rectangle_t& area, size_t bytes, PixelView* pixels);
@@ -48,7 +51,7 @@ class X11Connection {
     const ByteOrder mOrder;
     bool mShared;                            // false: the server copies each picture through the socket
     uint32_t mSegment = 0;                   // the server's id of mMemory; 0: none attached
-    SharedMemory mMemory;                    // grows with the screen, never shrinks
+    std::shared_ptr<SharedMemory> mMemory;   // grows with the screen, never shrinks
     XcbReply<xcb_get_image_reply_t> mImage;  // what the last copied read gave
 };
 

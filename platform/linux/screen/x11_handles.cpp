@@ -45,18 +45,6 @@ SharedMemory::~SharedMemory() {
     }
 }
 
-SharedMemory::SharedMemory(SharedMemory&& other) noexcept
-    : mFd(std::exchange(other.mFd, -1)),
-      mData(std::exchange(other.mData, nullptr)),
-      mSize(std::exchange(other.mSize, 0)) {}
-
-SharedMemory& SharedMemory::operator=(SharedMemory&& other) noexcept {
-    std::swap(mFd, other.mFd);
-    std::swap(mData, other.mData);
-    std::swap(mSize, other.mSize);
-    return *this;
-}
-
 int SharedMemory::releaseFd() {
     return std::exchange(mFd, -1);
 }

@@ -26,12 +26,11 @@ using XcbReply = std::unique_ptr<T, XcbFree>;
 /// A memory file mapped here; the file outlives no process, whatever way that ends.
 class SharedMemory {
   public:
-    SharedMemory() = default;
     /// Empty (data() null) when the system refuses.
     explicit SharedMemory(size_t size);
     ~SharedMemory();
-    SharedMemory(SharedMemory&& other) noexcept;
-    SharedMemory& operator=(SharedMemory&& other) noexcept;
+    SharedMemory(const SharedMemory&) = delete;
+    SharedMemory& operator=(const SharedMemory&) = delete;
 
     uint8_t* data() const { return mData; }
     size_t size() const { return mSize; }

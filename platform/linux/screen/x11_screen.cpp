@@ -26,6 +26,7 @@ class X11Screen final : public ScreenSource {
     bool reconnect();
     void lose();
     android::status_t captureOnce(const CaptureRequest& request, Picture* picture);
+    bool makePicture(const CapturePlan& plan, const PixelView& pixels, Picture* picture) const;
 
     std::unique_ptr<X11Connection> mConnection;  // null while the server is away
     steady_clock::time_point mNextTry;           // when the server is away: no attempt before
@@ -80,9 +81,21 @@ android::status_t X11Screen::captureOnce(const CaptureRequest& request, Picture*
     if (status != android::OK) {
         return status;
     }
-    const bool done =
-        picture->reshape(plan.width, plan.height) && toOpaqueRgba(pixels, mConnection->byteOrder(), picture);
-    return done ? android::OK : android::NO_MEMORY;
+    return makePicture(plan, pixels, picture) ? android::OK : android::NO_MEMORY;
+}
+
+/// What is not scaled stays where the server wrote it: the cheapest copy is none.
+bool X11Screen::makePicture(const CapturePlan& plan, const PixelView& pixels, Picture* picture) const {
+    const std::shared_ptr<SharedMemory> memory = mConnection->readMemory();
+    const bool sameSize = plan.width == plan.sourceWidth && plan.height == plan.sourceHeight;
+    if (memory != nullptr && sameSize) {
+        // Pixels are four bytes wherever they come from.
+        const std::shared_ptr<Rgba> lent(memory, reinterpret_cast<Rgba*>(memory->data()));
+        picture->borrow(lent, plan.width, plan.height);
+    } else if (!picture->reshape(plan.width, plan.height)) {
+        return false;
+    }
+    return toOpaqueRgba(pixels, mConnection->byteOrder(), picture);
 }
 
 }  // namespace
