@@ -251,12 +251,32 @@ int omxMpegVideoEncoder::convertIntoSendBuffer(const uint8_t* in, int inStride) 
     if (source[0] == nullptr) {
         return -1;
     }
-    const int result = mColorConverter->convert(mPicture->data, mPicture->size, source, sourceLines);
+    OmxAVFrame packed{};
+    const int packedSize = packedPlanes(&packed);
+    OmxAVFrame* const target = packedSize > 0 ? &packed : mPicture;
+    const int result = mColorConverter->convert(target->data, target->size, source, sourceLines);
     if (result != 0) {
         LOGE("%s : mColorConverter->convert (2) failed, ret=%d", kSendDataSignature, result);
         return -1;
     }
-    return copyConvColorToBuffer(this, mPicture, mSendBuffer.get(), width, mHeight.load());
+    return packedSize > 0 ? packedSize
+                          : copyConvColorToBuffer(this, mPicture, mSendBuffer.get(), width, mHeight.load());
+}
+
+// Converters write the planes of even sizes just as they are sent: such a picture is made in the send buffer,
+// which spares a copy. Points `planes` there and returns their bytes; 0 for odd sizes, whose planes are
+// longer.
+int omxMpegVideoEncoder::packedPlanes(OmxAVFrame* planes) {
+    if ((mWidth.load() | mHeight.load()) % 2 != 0) {
+        return 0;
+    }
+    int bytes = 0;
+    for (int plane = 0; plane < kPlanes && mPicture->size[plane] >= 1; ++plane) {
+        planes->data[plane] = mSendBuffer.get() + bytes;
+        planes->size[plane] = mPicture->size[plane];
+        bytes += mPicture->size[plane];
+    }
+    return bytes;
 }
 
 // The converters walk odd sizes a little past the picture's end: such a picture is copied to where they

@@ -64,6 +64,7 @@ class omxMpegVideoEncoder final : public VideoEncoder, public omxCodecCommon {
     bool makeSendBuffer(int size);
     int fillSendBuffer(const uint8_t* in, int inStride, int frameSize);
     int convertIntoSendBuffer(const uint8_t* in, int inStride);
+    int packedPlanes(OmxAVFrame* planes);
     const uint8_t* readableSource(const uint8_t* in, int lineSize);
 
     std::atomic<int> mWidth{-1};
