@@ -1,15 +1,13 @@
 #!/usr/bin/env bash
 # Measures a session from the screen to H.264, and ffmpeg's screen capture beside it, on the same screen:
-# bench/pipeline.sh BUILD_FOLDER SECONDS. Prints what bench_report reads.
-#
-# CPU time is the kernel's count of each thread (schedstat), from one moment of the session to another, when
-# Java has compiled what it will; of ffmpeg that of a long run less that of a short one.
+# bench/pipeline.sh BUILD_FOLDER SECONDS ROUNDS. Prints what bench_report reads: medians over the rounds, in each of
+# which every one has its turn.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-build=$1 seconds=$2
-width=1280 height=720 bitrate=4000000
-warm_up=3 # seconds of the session that are not measured
+build=$1 seconds=$2 rounds=$3
+width=1280 height=720 bitrate=4000000 fps=30
+frames=$((seconds * fps))
 
 work=$(mktemp -d)
 children=()
@@ -28,113 +26,98 @@ trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 . scripts/screen.sh
 
+java=java
+newer=(/usr/lib/jvm/java-17-openjdk-*/bin/java)
+[[ -x ${newer[0]} ]] && java=${newer[0]}
+
+# run_session: the engine's turn. Its lines, each of them a figure.
+run_session() {
+    if ! DISPLAY=$display "$java" -cp "$build/java/zem.jar" -Djava.library.path="$build/lib" \
+        com.tarvoln.zem.demo.PipelineBench $width $height $bitrate "$seconds" "$work/sent.h264" 2>"$work/engine.log"; then
+        cat "$work/engine.log" >&2
+        echo "error: the session fails" >&2
+        exit 1
+    fi
+}
+
+encoding=(-c:v libx264 -preset superfast -tune zerolatency -profile:v high -sc_threshold 0 -g 60
+    -b:v $bitrate -maxrate $bitrate -bufsize $bitrate -f h264)
+
+# ffmpeg_grab FRAMES ARGUMENT...: captures so many frames into what the arguments say, all on one thread.
+ffmpeg_grab() {
+    local count=$1
+    shift
+    ffmpeg -hide_banner -nostdin -benchmark -copyts -f x11grab -framerate $fps -video_size ${width}x$height -draw_mouse 0 \
+        -i "$display" -frames:v "$count" -fps_mode passthrough -threads 1 -filter_threads 1 -pix_fmt yuv420p "$@" </dev/null
+}
+
+# CPU milliseconds of such a run.
+ffmpeg_ms() {
+    ffmpeg_grab "$@" 2>&1 | sed -nE 's/^bench: utime=([0-9.]+)s stime=([0-9.]+)s.*/\1 \2/p' |
+        awk '{ print ($1 + $2) * 1000; done = 1 } END { exit !done }'
+}
+
 # figure CASE NAME VALUE UNIT
 figure() {
     printf 'pipeline\t%s\t%s\t%s\t%s\n' "$@"
 }
 
-# Nanoseconds of CPU and name of each thread of a process.
-threads() {
-    local task
-    for task in /proc/"$1"/task/*; do
-        echo "${task##*/} $(cut -d' ' -f1 "$task/schedstat") $(tr ' ' _ <"$task/comm")"
-    done 2>/dev/null
-}
-
-# sender_of DEMO: sets the variable sender to the process that captures.
-sender_of() {
-    local child
-    sender=
-    for child in $(<"/proc/$1/task/$1/children"); do
-        if tr '\0' ' ' <"/proc/$child/cmdline" 2>/dev/null | grep -q ' com.tarvoln.zem.demo.Demo '; then
-            sender=$child
-        fi
-    done
-}
-
-# Captures into the folder session; leaves threads.before, threads.after and times there.
-run_session() {
-    local demo waited=0
-    ZEM_BUILD_DIR=$build scripts/demo --display "$display" --seconds $((seconds + warm_up + 2)) --audio none \
-        --size ${width}x$height --bitrate $bitrate --gop 60 --out "$work/session" >"$work/demo.log" 2>&1 &
-    demo=$!
-    children+=("$demo")
-    sender=
-    until [[ -n $sender ]] && grep -qs . "$work/session/sent.h264"; do
-        if ! kill -0 "$demo" 2>/dev/null || ((++waited > 600)); then
-            cat "$work/demo.log" >&2
-            echo "error: the session does not start" >&2
-            exit 1
-        fi
-        sleep 0.1
-        sender_of "$demo"
-    done
-    sleep "$warm_up"
-    date +%s%N >"$work/times"
-    threads "$sender" >"$work/threads.before"
-    sleep "$seconds"
-    date +%s%N >>"$work/times"
-    threads "$sender" >"$work/threads.after"
-    wait "$demo" || { cat "$work/demo.log" >&2; exit 1; }
-    unset 'children[-1]'
-}
-
-# of_summary KEY [PERCENTILE]: the first such number of summary.json, which is the sender's.
-of_summary() {
-    grep -m 1 "\"$1\"" "$work/session/summary.json" | sed -E "s/.*${2:-$1}\": ([0-9.]+).*/\1/"
-}
-
-report_session() {
-    local case='engine: X11 to H.264 in Java' frames
-    fps=$(of_summary fps)
-    frames=$(awk -v fps="$fps" 'NR == 1 { start = $1 } END { print fps * ($1 - start) / 1e9 }' "$work/times")
-    # The threads that carry a frame: the one that captures ("java"), and those of the component, of which
-    # one does nothing but encode.
-    read -r engine encoder process < <(awk -v frames="$frames" '
-        NR == FNR { before[$1] = $2; next }
-        {
-            ms = ($2 - before[$1]) / 1e6 / frames
-            all += ms
-            if ($3 ~ /^omx-work/) encoder += ms
-            else if ($3 ~ /^(omx-|java$)/) engine += ms
-        }
-        END {
-            printf "%.3f %.3f %.3f\n", engine, encoder, all
-        }' "$work/threads.before" "$work/threads.after")
-    figure "$case" 'without encoder_ms' "$engine" ms
-    figure "$case" encoder_ms "$encoder" ms
-    figure "$case" process_ms "$process" ms
-    figure "$case" 'latency p50 (ms)' "$(of_summary delivery_ms p50)" ms
-    figure "$case" 'latency p95 (ms)' "$(of_summary delivery_ms p95)" ms
-    figure "$case" 'frames a second' "$fps" fps
-}
-
-# CPU milliseconds of ffmpeg that captures FRAMES frames into what the other arguments say.
-ffmpeg_ms() {
-    local frames=$1
-    shift
-    ffmpeg -hide_banner -nostdin -benchmark -f x11grab -framerate "$rate" -video_size ${width}x$height -draw_mouse 0 \
-        -i "$display" -frames:v "$frames" -threads 1 -filter_threads 1 -pix_fmt yuv420p "$@" 2>&1 </dev/null |
-        sed -nE 's/^bench: utime=([0-9.]+)s stime=([0-9.]+)s.*/\1 \2/p' | awk '{ print ($1 + $2) * 1000; done = 1 }
-            END { exit !done }'
-}
-
-# report_ffmpeg CASE FIGURE OURS ARGUMENT...: OURS is the engine's value of the same figure.
+# report_ffmpeg CASE FIGURE ARGUMENT...: what a frame takes; starting and ending is subtracted.
 report_ffmpeg() {
-    local case=$1 name=$2 ours=$3 frames=$((rate * seconds)) long short value
-    shift 3
+    local case=$1 name=$2 long short
+    shift 2
     short=$(ffmpeg_ms 2 "$@")
     long=$(ffmpeg_ms $((frames + 2)) "$@")
-    value=$(awk "BEGIN { printf \"%.3f\", ($long - $short) / $frames }")
-    figure "$case" "$name" "$value" ms
-    figure "$case" engine/ffmpeg "$(awk "BEGIN { printf \"%.3f\", $ours / $value }")" ratio
+    figure "$case" "$name" "$(awk "BEGIN { printf \"%.3f\", ($long - $short) / $frames }")" ms
+}
+
+# From the moment that a frame is stamped with, before it is captured, to its picture's arrival at the other end of
+# a pipe; with the frames that start the encoder left out.
+report_ffmpeg_latency() {
+    ffmpeg_grab $((frames + fps)) -vf showinfo=checksum=0,format=yuv420p "${encoding[@]}" -flush_packets 1 pipe:1 \
+        2>"$work/ffmpeg.log" | "$build/bin/bench_picture_times" >"$work/arrivals"
+    sed -nE 's/.*showinfo.* n: *[0-9]+ pts: *([0-9]+) .*/\1/p' "$work/ffmpeg.log" |
+        paste - "$work/arrivals" | awk -v skip=$fps 'NR > skip { print ($2 - $1) / 1000 }' | sort -n |
+        awk -v case="$1" '{ ms[NR] = $1 }
+            END {
+                if (!NR) exit 1
+                printf "pipeline\t%s\tlatency p50 (ms)\t%.3f\tms\n", case, ms[int((NR + 1) / 2)]
+                printf "pipeline\t%s\tlatency p95 (ms)\t%.3f\tms\n", case, ms[int((NR * 95 + 99) / 100)]
+            }'
 }
 
 start_screen
 start_content
-run_session
-report_session
-rate=$(printf '%.0f' "$fps")
-report_ffmpeg 'ffmpeg: x11grab to yuv420p' 'without encoder_ms' "$engine" -c:v rawvideo -f null -
-report_ffmpeg 'ffmpeg: x11grab to H.264' process_ms "$process" -c:v libx264 -preset superfast -tune zerolatency \
-    -profile:v high -sc_threshold 0 -g 60 -b:v $bitrate -maxrate $bitrate -bufsize $bitrate -f h264 -y /dev/null
+for ((round = 0; round < rounds; round++)); do
+    run_session
+    report_ffmpeg 'ffmpeg: x11grab to yuv420p' 'without encoder_ms' -c:v rawvideo -f null -
+    report_ffmpeg 'ffmpeg: x11grab to H.264' process_ms "${encoding[@]}" -y /dev/null
+    report_ffmpeg_latency 'ffmpeg: x11grab to H.264'
+done >"$work/lines"
+# The median of each figure, in the order in which they came, and those of ffmpeg as quotients, too.
+awk -F '\t' -v OFS='\t' '
+    !(($2, $3) in count) { key[++keys] = $2 SUBSEP $3; unit[$2, $3] = $5 }
+    { value[$2, $3, ++count[$2, $3]] = $4 }
+    function median(name,   i, j, n, held, sorted) {
+        n = count[name]
+        for (i = 1; i <= n; i++) {
+            held = value[name, i]
+            for (j = i - 1; j > 0 && sorted[j] > held; j--) sorted[j + 1] = sorted[j]
+            sorted[j + 1] = held
+        }
+        return (sorted[int((n + 1) / 2)] + sorted[int(n / 2) + 1]) / 2
+    }
+    END {
+        for (i = 1; i <= keys; i++) {
+            split(key[i], part, SUBSEP)
+            printf "pipeline\t%s\t%s\t%.3f\t%s\n", part[1], part[2], median(key[i]), unit[key[i]]
+            # The engine is the first; round by round, what slows the machine slows both.
+            ours = "engine: X11 to H.264 in Java" SUBSEP part[2]
+            if (part[1] ~ /^ffmpeg/ && part[2] ~ /_ms$/ && count[ours] == count[key[i]]) {
+                name = part[1] SUBSEP "engine/ffmpeg"
+                count[name] = count[ours]
+                for (n = 1; n <= count[ours]; n++) value[name, n] = value[ours, n] / value[key[i], n]
+                printf "pipeline\t%s\tengine/ffmpeg\t%.3f\tratio\n", part[1], median(name)
+            }
+        }
+    }' "$work/lines"
