@@ -110,9 +110,10 @@ std::string heading(const Figure& figure) {
 std::string table(const std::vector<Case>& cases, bool markdown) {
     const auto names = distinct(cases, [](const Case& one) {
         std::vector<std::string> all;
-        for (const char* unit : {"us", "ms", "", "ratio"}) {
+        for (const char* unit : {"us", "ms", "ps", "", "ratio"}) {
             for (const Figure& figure : one.figures) {
-                const bool isListed = figure.unit == "us" || figure.unit == "ms" || figure.unit == "ratio";
+                const bool isListed = figure.unit == "us" || figure.unit == "ms" || figure.unit == "ps" ||
+                                      figure.unit == "ratio";
                 if (figure.unit == unit || (*unit == '\0' && !isListed)) {
                     all.push_back(figure.name + "\t" + heading(figure));
                 }
@@ -149,6 +150,56 @@ std::string table(const std::vector<Case>& cases, bool markdown) {
         out += markdown && row == 0 ? "|\n" : "";
     }
     return out;
+}
+
+// A converter's case is named CONVERTER/WIDTHxHEIGHT/MODE/TARGET. False for other cases.
+bool splitName(const std::string& name, std::vector<std::string>* parts, double* pixels) {
+    parts->clear();
+    std::istringstream split(name);
+    for (std::string part; std::getline(split, part, '/');) {
+        parts->push_back(part);
+    }
+    int width = 0;
+    int height = 0;
+    const bool whole = parts->size() == 4 && sscanf((*parts)[1].c_str(), "%dx%d", &width, &height) == 2;
+    *pixels = static_cast<double>(width) * height;
+    return whole;
+}
+
+// What a pixel takes at each size, with the best instruction set, and how much the most is above the least.
+// Where it is a cache that a larger picture no longer fits, the limit kernel's row shows it as well.
+std::vector<Case> growth(const std::vector<Case>& cases) {
+    std::vector<Case> rows;
+    for (const char* who : {"engine", "limit"}) {
+        for (const Case& one : cases) {
+            std::vector<std::string> parts;
+            double pixels = 0;
+            const Figure* const time = find(one, std::string(who) + "_us");
+            if (time == nullptr || !splitName(one.name, &parts, &pixels)) {
+                continue;
+            }
+            const std::string name = parts[0] + "/" + parts[2] + "/" + who;
+            auto row = std::find_if(rows.begin(), rows.end(), [&](const Case& r) { return r.name == name; });
+            if (row == rows.end()) {
+                row = rows.insert(rows.end(), Case{"growth", name, {}});
+            }
+            if (find(*row, parts[1] + "_ps") == nullptr) {
+                row->figures.push_back({parts[1] + "_ps", time->value * 1e6 / pixels, "ps"});
+            }
+        }
+    }
+    const auto less = [](const Figure& a, const Figure& b) { return a.value < b.value; };
+    for (Case& row : rows) {
+        const auto [least, most] = std::minmax_element(row.figures.begin(), row.figures.end(), less);
+        row.figures.push_back({"most/least", most->value / least->value, "ratio"});
+    }
+    // With one size there is nothing to compare.
+    rows.erase(std::remove_if(rows.begin(), rows.end(), [](const Case& r) { return r.figures.size() < 3; }),
+               rows.end());
+    std::stable_sort(rows.begin(), rows.end(), [](const Case& a, const Case& b) {
+        return a.name.substr(0, a.name.rfind('/')) < b.name.substr(0, b.name.rfind('/'));
+    });
+    return rows;
 }
 
 // Of the converters only one size, warm, with the best instruction set: the first of each that there is.
@@ -198,13 +249,18 @@ Chart chartOf(const std::string& group, const std::vector<Case>& cases, const st
         chart.rows.push_back(row);
     }
     chart.title += isConverters ? ", the same frame of 1280x720 over and over" : "";
-    chart.note =
-        (unit == "us" ? "microseconds" : "milliseconds") + std::string(" of CPU time, less is better");
+    const char* const ofPixel =
+        "picoseconds of CPU time a pixel, less is better; equal bars are linear growth";
+    chart.note = unit == "us"   ? "microseconds of CPU time, less is better"
+                 : unit == "ms" ? "milliseconds of CPU time, less is better"
+                                : ofPixel;
     return chart;
 }
 
 int write(const std::string& folder, const std::string& machine) {
-    const std::vector<Case> cases = readCases(std::cin);
+    std::vector<Case> cases = readCases(std::cin);
+    const std::vector<Case> perPixel = growth(cases);
+    cases.insert(cases.end(), perPixel.begin(), perPixel.end());
     std::ofstream(folder + "/results.json")
         << "{\"machine\": \"" << machine << "\",\n\"cases\": {" << json(cases, false, "\n  ") << "\n}}\n";
     std::ofstream markdown(folder + "/tables.md");
