@@ -35,26 +35,30 @@ constexpr hn::ScalableTag<int32_t> kInts;
 constexpr hn::RepartitionToNarrow<decltype(kInts)> kShorts;
 constexpr hn::Repartition<uint8_t, decltype(kInts)> kBytes;
 constexpr hn::Repartition<uint64_t, decltype(kInts)> kLongs;
+constexpr hn::Repartition<uint16_t, decltype(kInts)> kWords;
 using Ints = hn::Vec<decltype(kInts)>;
 using Shorts = hn::Vec<decltype(kShorts)>;
+using Words = hn::Vec<decltype(kWords)>;
 using Bytes = hn::Vec<decltype(kBytes)>;
 
 constexpr size_t kLanes = HWY_LANES(int32_t);
 constexpr size_t kBlock = 4 * kLanes;  // pixels that one step converts
+
+// The factors of each of the table's sums add up to 65536 or to 0, so two differences of colours do for
+// three colours; "/" rounds down:
+//   Y  = G + (19595 (R-G) + 7471 (B-G) + 32768) / 65536
+//   Cr = 255 - (127.5 * 65536 - 32768 (R-G) + 5329 (B-G)) / 65536
+//   Cb = 255 - (127.5 * 65536 + 11059 (R-G) - 32768 (B-G)) / 65536
+// Chroma fits 16 bits: 128 times a difference, the other's product divided by 256 as the upper half of a
+// multiplication. Its upper byte is the result, exactly.
 
 #if HWY_TARGET == HWY_NEON
 
 // In intrinsics, as Highway has no names for NEON's instructions that subtract or shift and widen or narrow
 // at once: with its own operations a row takes half as many instructions again.
 //
-// A sum's factors add up to 65536 or to 0, so two differences of colours do for three colours; "/" rounds
-// down:
-//   Y  = G + (19595 (R-G) + 7471 (B-G) + 32768) / 65536
-//   Cr = 255 - (127.5 * 65536 - 32768 (R-G) - 5329 (G-B)) / 65536
-//   Cb = 255 - (127.5 * 65536 + 11059 (R-G) + 32768 (G-B)) / 65536
-// With luma's factors as 256 * high + low, and chroma's products with 5329 and 11059 divided by 256, all
-// sums fit 16 bits and the results are their upper bytes, exactly. (R-G and B-G do add up to more than
-// 255, but only with the same sign, and then the low factors, of different signs, take from each other.)
+// Luma fits 16 bits, too, with each factor as 256 * high + low. R-G and B-G add up to more than 255 only
+// with the same sign, and then the products of the low ones, whose signs differ, take from each other.
 
 // One step's pixels.
 template <bool kRedFirst>
@@ -77,7 +81,7 @@ class Pixels {
         // The differences times 128.
         const int16x8_t redLessGreen = evenDifference(red(), mGreen.raw);
         const int16x8_t greenLessBlue = evenDifference(mGreen.raw, blue());
-        // vqdmulh doubles a product and takes its upper half: 128 * 2 / 65536 is 1 / 256.
+        // vqdmulh doubles a product before it takes the upper half: 128 * 2 / 65536 is 1 / 256.
         const int16x8_t crSum = vsubq_s16(vqdmulhq_s16(greenLessBlue, vdupq_n_s16(-5329)), redLessGreen);
         const int16x8_t cbSum = vaddq_s16(vqdmulhq_s16(redLessGreen, vdupq_n_s16(11059)), greenLessBlue);
         const uint8x8x2_t both = {{turned(crSum), turned(cbSum)}};
@@ -119,10 +123,8 @@ class Pixels {
 
 #else
 
-// The table's sums as 16-bit products added in pairs, all of them exact. Byte 0 and byte 2 of a pixel
-// make one pair (B,R or R,B), green the other. What does not fit 16 bits is split or turned round:
-// 38470 is 2 * 19235, once for each green of a pair; 32768 is -32768, and so chroma is summed up
-// with all signs turned. Results stay in bits 16 to 23 until four vectors of them are gathered into one.
+// Byte 0 and byte 2 of a pixel make a pair of 16 bits (B,R or R,B), from which green is taken. Luma's
+// products are added in pairs to sums of 32 bits, of which 16 to 23 are the result.
 
 // The same pair of factors for every pixel.
 HWY_INLINE Shorts factors(int first, int second) {
@@ -130,27 +132,29 @@ HWY_INLINE Shorts factors(int first, int second) {
     return hn::BitCast(kShorts, hn::Set(kInts, static_cast<int32_t>(pair)));
 }
 
-// start + a * factorsOfA + b * factorsOfB, the products of each pair added.
-HWY_INLINE Ints sumOfProducts(Ints start, Shorts a, Shorts factorsOfA, Shorts b, Shorts factorsOfB) {
+// start + a * factorsOfA, the products of each pair added.
+HWY_INLINE Ints sumOfProducts(Ints start, Shorts a, Shorts factorsOfA) {
 #if ZEM_DOT_PRODUCTS
-    const __m512i sum = _mm512_dpwssd_epi32(start.raw, a.raw, factorsOfA.raw);
-    return Ints{_mm512_dpwssd_epi32(sum, b.raw, factorsOfB.raw)};
+    return Ints{_mm512_dpwssd_epi32(start.raw, a.raw, factorsOfA.raw)};
 #else
     // On some targets a sum is in two parts until the end, so `start` has to wait.
     Ints high = hn::Zero(kInts);
-    Ints low = hn::ReorderWidenMulAccumulate(kInts, a, factorsOfA, hn::Zero(kInts), high);
-    low = hn::ReorderWidenMulAccumulate(kInts, b, factorsOfB, low, high);
+    const Ints low = hn::ReorderWidenMulAccumulate(kInts, a, factorsOfA, hn::Zero(kInts), high);
     return hn::Add(hn::RearrangeToOddPlusEven(low, high), start);
 #endif
 }
 
-// Bits 16 to 23 of each lane of both, next to each other as 16-bit values.
-HWY_INLINE Shorts gatherTwo(Ints even, Ints odd) {
-    return hn::OddEven(hn::BitCast(kShorts, odd), hn::BitCast(kShorts, hn::ShiftRight<16>(even)));
+// The upper halves of each lane of both, next to each other.
+HWY_INLINE Words upperWords(Ints even, Ints odd) {
+    return hn::OddEven(hn::BitCast(kWords, odd), hn::BitCast(kWords, hn::ShiftRight<16>(even)));
 }
 
-HWY_INLINE Bytes gatherFour(Shorts lowBytes, Shorts highBytes) {
-    return hn::BitCast(kBytes, hn::Or(lowBytes, hn::ShiftLeft<8>(highBytes)));
+HWY_INLINE Bytes lowerBytes(Words even, Words odd) {
+    return hn::BitCast(kBytes, hn::OrAnd(hn::ShiftLeft<8>(odd), even, hn::Set(kWords, 0x00FF)));
+}
+
+HWY_INLINE Bytes upperBytes(Words even, Words odd) {
+    return hn::BitCast(kBytes, hn::OrAnd(hn::ShiftRight<8>(even), odd, hn::Set(kWords, 0xFF00)));
 }
 
 // One step's pixels.
@@ -166,32 +170,42 @@ class Pixels {
     HWY_INLINE Bytes luma() const {
         alignas(16) static constexpr uint8_t kOrder[] = {0, 4, 8,  12, 1, 5, 9,  13,
                                                          2, 6, 10, 14, 3, 7, 11, 15};
-        const Shorts twiceGreen = factors(19235, 19235);
-        const Ints half = hn::Set(kInts, 1 << 15);
         Ints sums[4];
         for (size_t i = 0; i < 4; ++i) {
-            sums[i] = sumOfProducts(half, outerBytes(mPixels[i]), outer(7471, 19595), innerBytes(mPixels[i]),
-                                    twiceGreen);
+            const Shorts greens = innerBytes(mPixels[i]);
+            sums[i] = sumOfProducts(greenAndHalf(greens), outerLess(mPixels[i], greens), outer(7471, 19595));
         }
-        return inOrder(gatherFour(gatherTwo(sums[0], sums[2]), gatherTwo(sums[1], sums[3])), kOrder);
+        return inOrder(lowerBytes(upperWords(sums[0], sums[2]), upperWords(sums[1], sums[3])), kOrder);
     }
 
     // Of every second pixel. Pairs go to `cr` alone.
     template <bool kPairs>
     HWY_INLINE void storeChroma(uint8_t* cr, uint8_t* cb) const {
-        const Bytes pairs = chroma();
+        // The first pixel's in chroma().
+        constexpr uint8_t kCr = kRedFirst ? 0 : 2;
+        constexpr uint8_t kCb = 2 - kCr;
         if (kPairs) {
-            hn::StoreU(pairs, kBytes, cr);
+            alignas(16) static constexpr uint8_t kOrder[] = {
+                kCr,     kCb,     kCr + 8, kCb + 8, kCr + 4, kCb + 4, kCr + 12, kCb + 12,
+                kCr + 1, kCb + 1, kCr + 9, kCb + 9, kCr + 5, kCb + 5, kCr + 13, kCb + 13};
+            hn::StoreU(inOrder(chroma(), kOrder), kBytes, cr);
             return;
         }
-        alignas(16) static constexpr uint8_t kApart[] = {0, 2, 4, 6, 8, 10, 12, 14,
-                                                         1, 3, 5, 7, 9, 11, 13, 15};
-        const auto apart = hn::BitCast(kLongs, hn::TableLookupBytes(pairs, hn::LoadDup128(kBytes, kApart)));
+        alignas(16) static constexpr uint8_t kApart[] = {
+            kCr, kCr + 8, kCr + 4, kCr + 12, kCr + 1, kCr + 9, kCr + 5, kCr + 13,
+            kCb, kCb + 8, kCb + 4, kCb + 12, kCb + 1, kCb + 9, kCb + 5, kCb + 13};
+        Bytes planes = inOrder(chroma(), kApart);
+        if constexpr (kLanes > 4) {
+            // Two bytes each of two vectors are still next to each other.
+            alignas(16) static constexpr uint8_t kOfTwo[] = {0, 1, 4,  5,  2,  3,  6,  7,
+                                                             8, 9, 12, 13, 10, 11, 14, 15};
+            alignas(16) static constexpr uint8_t kOfFour[] = {0, 1, 4, 5, 8,  9,  12, 13,
+                                                              2, 3, 6, 7, 10, 11, 14, 15};
+            planes = hn::TableLookupBytes(planes, hn::LoadDup128(kBytes, kLanes == 8 ? kOfTwo : kOfFour));
+        }
         const hn::Half<decltype(kBytes)> half;
-        const Bytes crs = hn::BitCast(kBytes, hn::ConcatEven(kLongs, apart, apart));
-        const Bytes cbs = hn::BitCast(kBytes, hn::ConcatOdd(kLongs, apart, apart));
-        hn::StoreU(hn::LowerHalf(half, crs), half, cr);
-        hn::StoreU(hn::LowerHalf(half, cbs), half, cb);
+        hn::StoreU(hn::LowerHalf(half, planes), half, cr);
+        hn::StoreU(hn::UpperHalf(half, planes), half, cb);
     }
 
   private:
@@ -200,17 +214,26 @@ class Pixels {
         return kRedFirst ? factors(red, blue) : factors(blue, red);
     }
 
-    static HWY_INLINE Shorts outerBytes(Ints pixels) {
-        return hn::BitCast(kShorts, hn::And(pixels, hn::Set(kInts, 0x00FF00FF)));
+    // Green in the three lower bytes, the fourth as it is.
+    static HWY_INLINE Shorts innerBytes(Ints pixels) {
+        alignas(16) static constexpr uint8_t kGreens[] = {1, 1, 1, 3,  5,  5,  5,  7,
+                                                          9, 9, 9, 11, 13, 13, 13, 15};
+        return hn::BitCast(
+            kShorts, hn::TableLookupBytes(hn::BitCast(kBytes, pixels), hn::LoadDup128(kBytes, kGreens)));
     }
 
-    // Green twice.
-    static HWY_INLINE Shorts innerBytes(Ints pixels) {
-        alignas(16) static constexpr uint8_t kGreens[] = {1, 0x80, 1, 0x80, 5,  0x80, 5,  0x80,
-                                                          9, 0x80, 9, 0x80, 13, 0x80, 13, 0x80};
-        const Bytes greens =
-            hn::TableLookupBytesOr0(hn::BitCast(kBytes, pixels), hn::LoadDup128(kBytes, kGreens));
-        return hn::BitCast(kShorts, greens);
+    // The pair of bytes 0 and 2, less green.
+    static HWY_INLINE Shorts outerLess(Ints pixels, Shorts greens) {
+        return hn::Sub(hn::BitCast(kShorts, pixels), greens);
+    }
+
+    // 65536 * green + 32768; bits 24 and up are anything.
+    static HWY_INLINE Ints greenAndHalf(Shorts greens) {
+#if HWY_TARGET == HWY_SSSE3  // has no instruction for OddEven()
+        return hn::OrAnd(hn::Set(kInts, 1 << 15), hn::BitCast(kInts, greens), hn::Set(kInts, 0x00FF0000));
+#else
+        return hn::BitCast(kInts, hn::OddEven(greens, hn::Set(kShorts, INT16_MIN)));
+#endif
     }
 
     // `gathered` has four bytes of each vector in every 16 bytes, in an order that `shuffle` mends;
@@ -230,26 +253,23 @@ class Pixels {
         }
     }
 
-    // Cr,Cb of every second pixel.
+    // Of every second pixel, in the order of chromaWords().
     HWY_INLINE Bytes chroma() const {
-        alignas(16) static constexpr uint8_t kOrder[] = {0, 2, 8, 10, 4, 6, 12, 14,
-                                                         1, 3, 9, 11, 5, 7, 13, 15};
-        const Bytes turned =
-            gatherFour(chromaPairs(mPixels[0], mPixels[1]), chromaPairs(mPixels[2], mPixels[3]));
-        return inOrder(hn::Not(turned), kOrder);
+        return upperBytes(chromaWords(mPixels[0], mPixels[1]), chromaWords(mPixels[2], mPixels[3]));
     }
 
-    // Those of `first` and `second` by turns, each as 255 less what it is.
-    static HWY_INLINE Shorts chromaPairs(Ints first, Ints second) {
+    // Every second pixel's of `first` and `second` by turns: upper bytes, Cb where blue is, Cr where red is.
+    static HWY_INLINE Words chromaWords(Ints first, Ints second) {
+        alignas(16) static constexpr uint8_t kSwapped[] = {2,  3,  0, 1, 6,  7,  4,  5,
+                                                           10, 11, 8, 9, 14, 15, 12, 13};
         const Ints moved = hn::BitCast(kInts, hn::ShiftLeft<32>(hn::BitCast(kLongs, second)));
         const Ints pixels = hn::OddEven(moved, first);
-        const Shorts outers = outerBytes(pixels);
-        const Shorts greens = innerBytes(pixels);
-        // 2^24 - 1 less the table's offset, 128 and almost a half.
-        const Ints start = hn::Set(kInts, (127 << 16) + (1 << 15));
-        const Ints cb = sumOfProducts(start, outers, outer(-32768, 11059), greens, factors(21709, 0));
-        const Ints cr = sumOfProducts(start, outers, outer(5329, -32768), greens, factors(27439, 0));
-        return gatherTwo(cr, cb);
+        const Shorts own = hn::ShiftLeft<7>(outerLess(pixels, innerBytes(pixels)));
+        const Shorts other =
+            hn::TableLookupBytes(own, hn::BitCast(kShorts, hn::LoadDup128(kBytes, kSwapped)));
+        const Shorts start = hn::Set(kShorts, static_cast<int16_t>(0xFFFF - 0x7F80));
+        const Shorts product = hn::MulHigh(other, outer(2 * 11059, 2 * 5329));
+        return hn::BitCast(kWords, hn::Sub(hn::Add(own, start), product));
     }
 
     Ints mPixels[4];
