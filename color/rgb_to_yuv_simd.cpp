@@ -162,15 +162,7 @@ HWY_INLINE Ints sumOfProducts(Ints start, Shorts a, Shorts factorsOfA) {
 #endif
 }
 
-// The upper halves of each lane of both, next to each other.
-HWY_INLINE Words upperWords(Ints even, Ints odd) {
-    return hn::OddEven(hn::BitCast(kWords, odd), hn::BitCast(kWords, hn::ShiftRight<16>(even)));
-}
-
-HWY_INLINE Bytes lowerBytes(Words even, Words odd) {
-    return hn::BitCast(kBytes, hn::OrAnd(hn::ShiftLeft<8>(odd), even, hn::Set(kWords, 0x00FF)));
-}
-
+// The upper bytes of each lane of both, next to each other.
 HWY_INLINE Bytes upperBytes(Words even, Words odd) {
     return hn::BitCast(kBytes, hn::OrAnd(hn::ShiftRight<8>(even), odd, hn::Set(kWords, 0xFF00)));
 }
@@ -186,33 +178,39 @@ class Pixels {
     }
 
     HWY_INLINE Bytes luma() const {
-        alignas(16) static constexpr uint8_t kOrder[] = {0, 4, 8,  12, 1, 5, 9,  13,
-                                                         2, 6, 10, 14, 3, 7, 11, 15};
-        Ints sums[4];
+        // Where the bytes of each vector's sums go, and nothing (0x80) elsewhere.
+        alignas(16) static constexpr uint8_t kPick[4][16] = {
+            {2, 6, 10, 14, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128},
+            {128, 128, 128, 128, 2, 6, 10, 14, 128, 128, 128, 128, 128, 128, 128, 128},
+            {128, 128, 128, 128, 128, 128, 128, 128, 2, 6, 10, 14, 128, 128, 128, 128},
+            {128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 2, 6, 10, 14}};
+        Bytes picked[4];
         for (size_t i = 0; i < 4; ++i) {
-            const Shorts greens = innerBytes(mPixels[i]);
-            sums[i] = sumOfProducts(greenAndHalf(greens), outerLess(mPixels[i], greens), outer(7471, 19595));
+            const Shorts greens = greensOf(mPixels[i]);
+            const Ints sums =
+                sumOfProducts(greenAndHalf(greens), outerLess(mPixels[i], greens), outer(7471, 19595));
+            picked[i] = hn::TableLookupBytesOr0(hn::BitCast(kBytes, sums), hn::LoadDup128(kBytes, kPick[i]));
         }
-        return inOrder(lowerBytes(upperWords(sums[0], sums[2]), upperWords(sums[1], sums[3])), kOrder);
+        return inOrder(hn::Or(hn::Or(picked[0], picked[1]), hn::Or(picked[2], picked[3])));
     }
 
     // Of every second pixel. Pairs go to `cr` alone.
     template <bool kPairs>
     HWY_INLINE void storeChroma(uint8_t* cr, uint8_t* cb) const {
-        // The first pixel's in chroma().
+        // The first pixel's in what chroma() shuffles.
         constexpr uint8_t kCr = kRedFirst ? 0 : 2;
         constexpr uint8_t kCb = 2 - kCr;
         if (kPairs) {
             alignas(16) static constexpr uint8_t kOrder[] = {
                 kCr,     kCb,     kCr + 8, kCb + 8, kCr + 4, kCb + 4, kCr + 12, kCb + 12,
                 kCr + 1, kCb + 1, kCr + 9, kCb + 9, kCr + 5, kCb + 5, kCr + 13, kCb + 13};
-            hn::StoreU(inOrder(chroma(), kOrder), kBytes, cr);
+            hn::StoreU(inOrder(chroma(kOrder)), kBytes, cr);
             return;
         }
         alignas(16) static constexpr uint8_t kApart[] = {
             kCr, kCr + 8, kCr + 4, kCr + 12, kCr + 1, kCr + 9, kCr + 5, kCr + 13,
             kCb, kCb + 8, kCb + 4, kCb + 12, kCb + 1, kCb + 9, kCb + 5, kCb + 13};
-        Bytes planes = inOrder(chroma(), kApart);
+        Bytes planes = inOrder(chroma(kApart));
         if constexpr (kLanes > 4) {
             // Two bytes each of two vectors are still next to each other.
             alignas(16) static constexpr uint8_t kOfTwo[] = {0, 1, 4,  5,  2,  3,  6,  7,
@@ -233,7 +231,7 @@ class Pixels {
     }
 
     // Green in the three lower bytes, the fourth as it is.
-    static HWY_INLINE Shorts innerBytes(Ints pixels) {
+    static HWY_INLINE Shorts greensOf(Ints pixels) {
         alignas(16) static constexpr uint8_t kGreens[] = {1, 1, 1, 3,  5,  5,  5,  7,
                                                           9, 9, 9, 11, 13, 13, 13, 15};
         return hn::BitCast(
@@ -254,10 +252,8 @@ class Pixels {
 #endif
     }
 
-    // `gathered` has four bytes of each vector in every 16 bytes, in an order that `shuffle` mends;
-    // what is left is to bring those of one vector together.
-    static HWY_INLINE Bytes inOrder(Bytes gathered, const uint8_t* shuffle) {
-        const Bytes fours = hn::TableLookupBytes(gathered, hn::LoadDup128(kBytes, shuffle));
+    // `fours` has four bytes of each of four vectors in every 16; this brings those of one vector together.
+    static HWY_INLINE Bytes inOrder(Bytes fours) {
         if constexpr (kLanes == 4) {
             return fours;
         } else {
@@ -271,9 +267,11 @@ class Pixels {
         }
     }
 
-    // Of every second pixel, in the order of chromaWords().
-    HWY_INLINE Bytes chroma() const {
-        return upperBytes(chromaWords(mPixels[0], mPixels[1]), chromaWords(mPixels[2], mPixels[3]));
+    // Of every second pixel, shuffled out of the order that chromaWords() leaves.
+    HWY_INLINE Bytes chroma(const uint8_t* shuffle) const {
+        const Bytes both =
+            upperBytes(chromaWords(mPixels[0], mPixels[1]), chromaWords(mPixels[2], mPixels[3]));
+        return hn::TableLookupBytes(both, hn::LoadDup128(kBytes, shuffle));
     }
 
     // Every second pixel's of `first` and `second` by turns: upper bytes, Cb where blue is, Cr where red is.
@@ -282,7 +280,8 @@ class Pixels {
                                                            10, 11, 8, 9, 14, 15, 12, 13};
         const Ints moved = hn::BitCast(kInts, hn::ShiftLeft<32>(hn::BitCast(kLongs, second)));
         const Ints pixels = hn::OddEven(moved, first);
-        const Shorts own = hn::ShiftLeft<7>(outerLess(pixels, innerBytes(pixels)));
+        // 128 (B-G) where blue is, 128 (R-G) where red is; and the other way round.
+        const Shorts own = hn::ShiftLeft<7>(outerLess(pixels, greensOf(pixels)));
         const Shorts other =
             hn::TableLookupBytes(own, hn::BitCast(kShorts, hn::LoadDup128(kBytes, kSwapped)));
         const Shorts start = hn::Set(kShorts, static_cast<int16_t>(0xFFFF - 0x7F80));
