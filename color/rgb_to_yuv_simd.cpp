@@ -36,7 +36,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr hn::ScalableTag<int32_t> kInts;
 constexpr hn::RepartitionToNarrow<decltype(kInts)> kShorts;
 constexpr hn::Repartition<uint8_t, decltype(kInts)> kBytes;
-constexpr hn::Repartition<uint64_t, decltype(kInts)> kLongs;
 constexpr hn::Repartition<uint16_t, decltype(kInts)> kWords;
 using Ints = hn::Vec<decltype(kInts)>;
 using Shorts = hn::Vec<decltype(kShorts)>;
@@ -191,7 +190,7 @@ class Pixels {
                 sumOfProducts(greenAndHalf(greens), outerLess(mPixels[i], greens), outer(7471, 19595));
             picked[i] = hn::TableLookupBytesOr0(hn::BitCast(kBytes, sums), hn::LoadDup128(kBytes, kPick[i]));
         }
-        return inOrder(hn::Or(hn::Or(picked[0], picked[1]), hn::Or(picked[2], picked[3])));
+        return inOrder<1>(hn::Or(hn::Or(picked[0], picked[1]), hn::Or(picked[2], picked[3])));
     }
 
     // Of every second pixel. Pairs go to `cr` alone.
@@ -202,23 +201,15 @@ class Pixels {
         constexpr uint8_t kCb = 2 - kCr;
         if (kPairs) {
             alignas(16) static constexpr uint8_t kOrder[] = {
-                kCr,     kCb,     kCr + 8, kCb + 8, kCr + 4, kCb + 4, kCr + 12, kCb + 12,
-                kCr + 1, kCb + 1, kCr + 9, kCb + 9, kCr + 5, kCb + 5, kCr + 13, kCb + 13};
-            hn::StoreU(inOrder(chroma(kOrder)), kBytes, cr);
+                kCr,     kCb,     kCr + 4, kCb + 4, kCr + 8, kCb + 8, kCr + 12, kCb + 12,
+                kCr + 1, kCb + 1, kCr + 5, kCb + 5, kCr + 9, kCb + 9, kCr + 13, kCb + 13};
+            hn::StoreU(inOrder<2>(chroma(kOrder)), kBytes, cr);
             return;
         }
         alignas(16) static constexpr uint8_t kApart[] = {
-            kCr, kCr + 8, kCr + 4, kCr + 12, kCr + 1, kCr + 9, kCr + 5, kCr + 13,
-            kCb, kCb + 8, kCb + 4, kCb + 12, kCb + 1, kCb + 9, kCb + 5, kCb + 13};
-        Bytes planes = inOrder(chroma(kApart));
-        if constexpr (kLanes > 4) {
-            // Two bytes each of two vectors are still next to each other.
-            alignas(16) static constexpr uint8_t kOfTwo[] = {0, 1, 4,  5,  2,  3,  6,  7,
-                                                             8, 9, 12, 13, 10, 11, 14, 15};
-            alignas(16) static constexpr uint8_t kOfFour[] = {0, 1, 4, 5, 8,  9,  12, 13,
-                                                              2, 3, 6, 7, 10, 11, 14, 15};
-            planes = hn::TableLookupBytes(planes, hn::LoadDup128(kBytes, kLanes == 8 ? kOfTwo : kOfFour));
-        }
+            kCr, kCr + 4, kCr + 8, kCr + 12, kCr + 1, kCr + 5, kCr + 9, kCr + 13,
+            kCb, kCb + 4, kCb + 8, kCb + 12, kCb + 1, kCb + 5, kCb + 9, kCb + 13};
+        const Bytes planes = inOrder<1>(chroma(kApart));
         const hn::Half<decltype(kBytes)> half;
         hn::StoreU(hn::LowerHalf(half, planes), half, cr);
         hn::StoreU(hn::UpperHalf(half, planes), half, cb);
@@ -252,34 +243,35 @@ class Pixels {
 #endif
     }
 
-    // `fours` has four bytes of each of four vectors in every 16; this brings those of one vector together.
-    static HWY_INLINE Bytes inOrder(Bytes fours) {
+    // Every 16 bytes are groups of `kGroup` integers: the first group of each comes first, then the second.
+    template <size_t kGroup>
+    static HWY_INLINE Bytes inOrder(Bytes mixed) {
         if constexpr (kLanes == 4) {
-            return fours;
+            return mixed;
         } else {
             constexpr size_t kParts = kLanes / 4;
             alignas(64) int32_t from[kLanes];
             for (size_t i = 0; i < kLanes; ++i) {
-                from[i] = static_cast<int32_t>(i % kParts * 4 + i / kParts);
+                const size_t group = i / kGroup;
+                from[i] = static_cast<int32_t>(group % kParts * 4 + group / kParts * kGroup + i % kGroup);
             }
             return hn::BitCast(
-                kBytes, hn::TableLookupLanes(hn::BitCast(kInts, fours), hn::SetTableIndices(kInts, from)));
+                kBytes, hn::TableLookupLanes(hn::BitCast(kInts, mixed), hn::SetTableIndices(kInts, from)));
         }
     }
 
-    // Of every second pixel, shuffled out of the order that chromaWords() leaves.
+    // Of every second pixel, after `shuffle` in every 16 bytes.
     HWY_INLINE Bytes chroma(const uint8_t* shuffle) const {
         const Bytes both =
             upperBytes(chromaWords(mPixels[0], mPixels[1]), chromaWords(mPixels[2], mPixels[3]));
         return hn::TableLookupBytes(both, hn::LoadDup128(kBytes, shuffle));
     }
 
-    // Every second pixel's of `first` and `second` by turns: upper bytes, Cb where blue is, Cr where red is.
+    // Of every second pixel, as upper bytes: Cb where blue is, Cr where red is.
     static HWY_INLINE Words chromaWords(Ints first, Ints second) {
         alignas(16) static constexpr uint8_t kSwapped[] = {2,  3,  0, 1, 6,  7,  4,  5,
                                                            10, 11, 8, 9, 14, 15, 12, 13};
-        const Ints moved = hn::BitCast(kInts, hn::ShiftLeft<32>(hn::BitCast(kLongs, second)));
-        const Ints pixels = hn::OddEven(moved, first);
+        const Ints pixels = hn::ConcatEven(kInts, second, first);
         // 128 (B-G) where blue is, 128 (R-G) where red is; and the other way round.
         const Shorts own = hn::ShiftLeft<7>(outerLess(pixels, greensOf(pixels)));
         const Shorts other =
