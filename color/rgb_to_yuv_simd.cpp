@@ -16,6 +16,14 @@
 #undef ZEM_DOT_PRODUCTS
 #define ZEM_DOT_PRODUCTS (HWY_TARGET == HWY_AVX3_DL && HWY_COMPILER_GCC_ACTUAL)
 
+// Inlined it would take registers from the loop, of which 32-bit ARM has few.
+#undef ZEM_LAST_STEP
+#if HWY_TARGET == HWY_NEON
+#define ZEM_LAST_STEP HWY_NOINLINE
+#else
+#define ZEM_LAST_STEP HWY_INLINE
+#endif
+
 HWY_BEFORE_NAMESPACE();
 #if ZEM_DOT_PRODUCTS
 #pragma GCC target("avx512vnni")
@@ -288,51 +296,53 @@ class Pixels {
 
 template <bool kRedFirst, bool kPairs>
 struct Rows {
-    // Luma of all pixels, chroma of every second one.
-    static HWY_INLINE void withChroma(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb,
-                                      size_t width) {
-        size_t x = 0;
-        for (; x + kBlock <= width; x += kBlock) {
+    // Luma of all pixels; with `kChroma`, that of every second one, and `width` is even.
+    template <bool kChroma>
+    static HWY_INLINE void convert(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb, size_t width) {
+        if (width < kBlock) {
+            shortRow<kChroma>(pixel, y, cr, cb, width);
+            return;
+        }
+        for (size_t x = 0; x + kBlock <= width; x += kBlock) {
             prefetchAround(pixel + 4 * x, y + x);
-            const Pixels<kRedFirst> pixels(pixel + 4 * x);
-            hn::StoreU(pixels.luma(), kBytes, y + x);
-            pixels.template storeChroma<kPairs>(cr + (kPairs ? x : x / 2), cb + x / 2);
+            step<kChroma>(pixel, y, cr, cb, x);
         }
-        if (x < width) {
-            lastOfRow(pixel + 4 * x, y + x, cr + (kPairs ? x : x / 2), cb + x / 2, width - x);
-        }
-    }
-
-    static HWY_INLINE void lumaOnly(const uint8_t* pixel, uint8_t* y, size_t width) {
-        size_t x = 0;
-        for (; x + kBlock <= width; x += kBlock) {
-            prefetchAround(pixel + 4 * x, y + x);
-            const Pixels<kRedFirst> pixels(pixel + 4 * x);
-            hn::StoreU(pixels.luma(), kBytes, y + x);
-        }
-        if (x < width) {
-            lastOfRow(pixel + 4 * x, y + x, nullptr, nullptr, width - x);
+        if (width % kBlock != 0) {
+            lastStep<kChroma>(pixel, y, cr, cb, width - kBlock);
         }
     }
 
   private:
-    // Fewer pixels than a step takes, through copies, as nothing behind them may be touched. `cr` is
-    // null where there is only luma.
-    static void lastOfRow(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb, size_t count) {
+    template <bool kChroma>
+    static HWY_INLINE void step(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb, size_t x) {
+        const Pixels<kRedFirst> pixels(pixel + 4 * x);
+        hn::StoreU(pixels.luma(), kBytes, y + x);
+        if (kChroma) {
+            pixels.template storeChroma<kPairs>(cr + (kPairs ? x : x / 2), cb + x / 2);
+        }
+    }
+
+    // Does some pixels again.
+    template <bool kChroma>
+    static ZEM_LAST_STEP void lastStep(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb, size_t x) {
+        step<kChroma>(pixel, y, cr, cb, x);
+    }
+
+    // Fewer pixels than a step takes, through copies, as nothing behind them may be touched.
+    template <bool kChroma>
+    static void shortRow(const uint8_t* pixel, uint8_t* y, uint8_t* cr, uint8_t* cb, size_t count) {
         alignas(64) uint8_t source[4 * kBlock] = {};
         alignas(64) uint8_t lumas[kBlock];
+        alignas(64) uint8_t crs[kBlock];
+        alignas(64) uint8_t cbs[kBlock / 2];
         memcpy(source, pixel, 4 * count);
-        const Pixels<kRedFirst> pixels(source);
-        hn::StoreU(pixels.luma(), kBytes, lumas);
+        step<kChroma>(source, lumas, crs, cbs, 0);
         memcpy(y, lumas, count);
-        if (cr != nullptr) {
-            alignas(64) uint8_t crs[kBlock];
-            alignas(64) uint8_t cbs[kBlock / 2];
-            pixels.template storeChroma<kPairs>(crs, cbs);
+        if (kChroma) {
             memcpy(cr, crs, kPairs ? count : count / 2);
-            if (!kPairs) {
-                memcpy(cb, cbs, count / 2);
-            }
+        }
+        if (kChroma && !kPairs) {
+            memcpy(cb, cbs, count / 2);
         }
     }
 };
@@ -340,7 +350,7 @@ struct Rows {
 // The walk of the table's loop, a row at a time.
 template <bool kRedFirst, bool kPairs>
 void convertRows(const RgbToYuvFrame& frame) {
-    using Convert = Rows<kRedFirst, kPairs>;
+    using Row = Rows<kRedFirst, kPairs>;
     const size_t pairs = static_cast<size_t>(walkPairs(frame.width));
     const size_t width = static_cast<size_t>(std::max(frame.width, 0));
     const ptrdiff_t gap = static_cast<ptrdiff_t>(frame.pixelsBetweenRows * 4);
@@ -351,10 +361,10 @@ void convertRows(const RgbToYuvFrame& frame) {
     const int passes = walkPasses(frame.width < 1 ? 0 : frame.height);
     for (int pass = 0; pass < passes; ++pass) {
         pixel += pass > 0 ? gap : 0;
-        Convert::withChroma(pixel, y, cr, cb, 2 * pairs);
+        Row::template convert<true>(pixel, y, cr, cb, 2 * pairs);
         pixel += static_cast<ptrdiff_t>(8 * pairs) + gap;
         y += 2 * pairs;
-        Convert::lumaOnly(pixel, y, width);
+        Row::template convert<false>(pixel, y, nullptr, nullptr, width);
         pixel += 4 * width;
         y += width;
         cr += kPairs ? 2 * pairs : pairs;
