@@ -7,6 +7,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "color/yuv_to_rgb_simd.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -259,47 +260,75 @@ void convertPacked(const YuvToRgbFrame& frame) {
     }
 }
 
-// --- Turned pictures: strips of a few rows, short enough to stay in the cache, whose columns then become
-// rows. Whole rows would write each line of the cache once for every row.
+// --- Turned pictures: strips of columns, each from top to bottom in parts small enough to stay in the
+// nearest cache until their columns have become rows. So the rows of the result grow side by side, by whole
+// lines of the cache. The processor does not see coming what such a walk reads and writes: it is told, a
+// part or a line ahead. That may be beyond the picture, where it does no harm.
 
-constexpr int kStripColumns = 64;
-constexpr int kStripRows = 128;
+constexpr int kPartColumns = 64;  // a line of the cache in the source
+constexpr int kPartRows = 64;     // two lines in the result
 
-struct Strip {
+struct Part {
     int left, top;      // in the source
     int columns, rows;  // that are filled
-    uint16_t words[kStripRows][kStripColumns];
+    uint16_t words[kPartRows][kPartColumns];
 };
 
-void convertStrip(const YuvToRgbFrame& frame, Strip& strip) {
-    YuvToRgbFrame part = frame;
-    part.width = strip.columns;
-    part.height = strip.rows;
-    part.y += strip.top * frame.yStride + strip.left;
-    const ptrdiff_t chroma = frame.interleaved ? strip.left : strip.left / 2;
-    part.cb += strip.top / 2 * frame.cbStride + chroma;
-    part.cr += strip.top / 2 * frame.crStride + chroma;
-    part.target.start = reinterpret_cast<uint8_t*>(strip.words);
-    part.target.pixelStep = sizeof(uint16_t);
-    part.target.secondRow = sizeof(strip.words[0]);
-    part.target.nextPair = 2 * sizeof(strip.words[0]);
-    convertPacked(part);
+YuvToRgbFrame sourceOf(const YuvToRgbFrame& frame, const Part& part) {
+    YuvToRgbFrame source = frame;
+    source.width = part.columns;
+    source.height = part.rows;
+    source.y += part.top * frame.yStride + part.left;
+    const ptrdiff_t chroma = frame.interleaved ? part.left : part.left / 2;
+    source.cb += part.top / 2 * frame.cbStride + chroma;
+    source.cr += part.top / 2 * frame.crStride + chroma;
+    return source;
 }
 
-void turnStrip(const Strip& strip, const RgbTarget& target) {
-    uint8_t* corner = target.start + strip.left * target.pixelStep + strip.top * target.secondRow;
-    const int wholeRows = strip.rows / kSquare * kSquare;
-    const int wholeColumns = strip.columns / kSquare * kSquare;
-    for (int column = 0; column < wholeColumns; column += kSquare) {
-        for (int row = 0; row < wholeRows; row += kSquare) {
-            turnSquare<kStripColumns>(&strip.words[row][column],
-                                      corner + column * target.pixelStep + row * target.secondRow,
-                                      target.pixelStep);
+// Inlined, as compilers take a function that does nothing else for one that can be left out.
+HWY_INLINE void prefetchBelow(const YuvToRgbFrame& part) {
+    const uint8_t* y = part.y + kPartRows * part.yStride;
+    const uint8_t* pairs = part.cr + kPartRows / 2 * part.crStride;
+    for (int row = 0; row < kPartRows; row += 2) {
+        hwy::Prefetch(y);
+        hwy::Prefetch(y + part.yStride);
+        hwy::Prefetch(pairs);
+        y += 2 * part.yStride;
+        pairs += part.crStride;
+    }
+}
+
+void convertPart(const YuvToRgbFrame& frame, Part& part) {
+    YuvToRgbFrame source = sourceOf(frame, part);
+    prefetchBelow(source);
+    source.target.start = reinterpret_cast<uint8_t*>(part.words);
+    source.target.pixelStep = sizeof(uint16_t);
+    source.target.secondRow = sizeof(part.words[0]);
+    source.target.nextPair = 2 * sizeof(part.words[0]);
+    convertPacked(source);
+}
+
+// From row `row` on, as many as make whole squares of `D`; the row behind them.
+template <class D>
+int turnSquares(const Part& part, const RgbTarget& target, uint8_t* corner, int row) {
+    using Turner = SquareTurner<D, kPartColumns>;
+    for (; row + Turner::kRows <= part.rows; row += Turner::kRows) {
+        uint8_t* out = corner + row * target.secondRow;
+        for (int column = 0; column + kSquare <= part.columns; column += kSquare) {
+            Turner::turn(&part.words[row][column], out + column * target.pixelStep, target.pixelStep);
         }
     }
-    for (int column = 0; column < strip.columns; ++column) {
-        for (int row = column < wholeColumns ? wholeRows : 0; row < strip.rows; ++row) {
-            memcpy(corner + column * target.pixelStep + row * target.secondRow, &strip.words[row][column],
+    return row;
+}
+
+void turnPart(const Part& part, const RgbTarget& target) {
+    uint8_t* corner = target.start + part.left * target.pixelStep + part.top * target.secondRow;
+    int wholeRows = turnSquares<Words>(part, target, corner, 0);
+    wholeRows = turnSquares<Square>(part, target, corner, wholeRows);
+    const int wholeColumns = part.columns / kSquare * kSquare;
+    for (int column = 0; column < part.columns; ++column) {
+        for (int row = column < wholeColumns ? wholeRows : 0; row < part.rows; ++row) {
+            memcpy(corner + column * target.pixelStep + row * target.secondRow, &part.words[row][column],
                    sizeof(uint16_t));
         }
     }
@@ -307,14 +336,14 @@ void turnStrip(const Strip& strip, const RgbTarget& target) {
 
 void convertTurned(const YuvToRgbFrame& frame) {
     const int pixels = frame.width / 2 * 2;
-    Strip strip;
-    for (strip.top = 0; strip.top < frame.height; strip.top += kStripRows) {
-        strip.rows = std::min(frame.height - strip.top, kStripRows);
-        for (int done = 0; done < pixels; done += kStripColumns) {
-            strip.columns = std::min(pixels, kStripColumns);
-            strip.left = std::min(done, pixels - strip.columns);  // some of the last once more
-            convertStrip(frame, strip);
-            turnStrip(strip, frame.target);
+    Part part;
+    for (int done = 0; done < pixels; done += kPartColumns) {
+        part.columns = std::min(pixels, kPartColumns);
+        part.left = std::min(done, pixels - part.columns);  // some of the last once more
+        for (part.top = 0; part.top < frame.height; part.top += kPartRows) {
+            part.rows = std::min(frame.height - part.top, kPartRows);
+            convertPart(frame, part);
+            turnPart(part, frame.target);
         }
     }
 }
