@@ -169,7 +169,8 @@ class Rows {
     explicit Rows(const YuvToRgbFrame& frame)
         : mPixels(static_cast<size_t>(frame.width / 2) * 2),
           mYStride(frame.yStride),
-          mOutStride(frame.target.secondRow) {}
+          mOutStride(frame.target.secondRow),
+          mNextPair(frame.target.nextPair) {}
 
     void convert(const RowPair& pair) const {
         size_t x = kIs565 ? 0 : toAligned(pair.out);
@@ -194,6 +195,13 @@ class Rows {
         const size_t bytes = (0 - reinterpret_cast<uintptr_t>(out)) % kVectorBytes;
         return bytes % (2 * kPixelBytes) == 0 ? bytes / kPixelBytes : 0;
     }
+    // Asks for the lines below, which the next pair goes to: for lines that are only written the processor
+    // does so too late or, from page to page, not at all.
+    HWY_INLINE void prefetchBelow(const uint8_t* out) const {
+        for (size_t line = 0; line < kVectorBytes * kPixelBytes; line += 64) {
+            hwy::Prefetch(out + mNextPair + line);
+        }
+    }
     HWY_INLINE Offsets offsetsAt(const RowPair& pair, size_t x) const {
         if constexpr (kInterleaved) {
             const auto pairs = hn::BitCast(Words(), mLoad(pair.cr + x));
@@ -216,6 +224,7 @@ class Rows {
                 write565(out, clipped(y, red), clipped(y, green), clipped(y, blue));
             } else {
                 writeBgr32(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+                prefetchBelow(out);
             }
             luma += mYStride;
             out += mOutStride;
@@ -226,6 +235,7 @@ class Rows {
     size_t mPixels;
     ptrdiff_t mYStride;
     ptrdiff_t mOutStride;
+    ptrdiff_t mNextPair;
 };
 
 template <bool kIs565, bool kInterleaved>
