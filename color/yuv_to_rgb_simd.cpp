@@ -53,29 +53,10 @@ HWY_INLINE SplitOffset split(ShortVector offset) {
             hn::TableLookupBytes(hn::BitCast(Bytes(), negative), twice)};
 }
 
-// The lanes of `pairs` are Cr - 128 and Cb - 128; the result has 16 fraction bits, and the rounding half.
-HWY_INLINE IntVector greenSum(ShortVector pairs) {
-    // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
-    constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
-    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
-    auto second = hn::Zero(Ints());
-    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
-    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), 32768));
-}
-
-// What the tables' entries for chroma 0 differ by from their neighbours' rule.
-constexpr int32_t kBlueAtZero = 178 - -227;
-constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
-constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
-
-HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
-    const auto lanes = hn::BitCast(Ints(), pairs);
-    const auto zero = hn::Set(Ints(), -128);
-    const auto crIsZero = hn::Eq(hn::ShiftRight<16>(hn::ShiftLeft<16>(lanes)), zero);
-    const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), zero);
-    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
-                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
-}
+// Cr and Cb in adjacent lanes, so that products of both are added up at once.
+struct ChromaPairs {
+    ShortVector even, odd;
+};
 
 // By one lane, within each two.
 HWY_INLINE ShortVector shiftedUp(ShortVector lanes) {
@@ -86,22 +67,72 @@ HWY_INLINE ShortVector shiftedDown(ShortVector lanes) {
     return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Ints(), lanes)));
 }
 
-HWY_INLINE Offsets offsetsOf(ShortVector cbBytes, ShortVector crBytes) {
+struct Chroma {
+    ShortVector cb, cr;
+    ChromaPairs pairs;  // the same once more
+    bool hasZero;
+};
+
+HWY_INLINE Chroma planarChroma(ShortVector cb, ShortVector cr) {
+    const auto isZero = hn::Eq(hn::Min(cb, cr), hn::Zero(Shorts()));
+    return {cb,
+            cr,
+            {hn::OddEven(shiftedUp(cb), cr), hn::OddEven(cb, shiftedDown(cr))},
+            !hn::AllFalse(Shorts(), isZero)};
+}
+
+HWY_INLINE Chroma interleavedChroma(ByteVector bytes) {
+    alignas(16) static constexpr uint8_t kEven[16] = {0, 128, 1, 128, 4,  128, 5,  128,
+                                                      8, 128, 9, 128, 12, 128, 13, 128};
+    alignas(16) static constexpr uint8_t kOdd[16] = {2,  128, 3,  128, 6,  128, 7,  128,
+                                                     10, 128, 11, 128, 14, 128, 15, 128};
+    const auto words = hn::BitCast(Words(), bytes);
+    const auto picked = [bytes](const uint8_t* which) HWY_ATTR {
+        return hn::BitCast(Shorts(), hn::TableLookupBytesOr0(bytes, hn::LoadDup128(Bytes(), which)));
+    };
+    return {hn::BitCast(Shorts(), hn::ShiftRight<8>(words)),
+            hn::BitCast(Shorts(), hn::And(words, hn::Set(Words(), 0xFF))),
+            {picked(kEven), picked(kOdd)},
+            !hn::AllFalse(Bytes(), hn::Eq(bytes, hn::Zero(Bytes())))};
+}
+
+// With 16 fraction bits, and the rounding half.
+HWY_INLINE IntVector greenSum(ShortVector pairs) {
+    // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
+    constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
+    constexpr int32_t kStart = 32768 - 128 * (18734 - 22554);
+    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
+    auto second = hn::Zero(Ints());
+    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
+    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), kStart));
+}
+
+// What the tables' entries for chroma 0 differ by from their neighbours' rule.
+constexpr int32_t kBlueAtZero = 178 - -227;
+constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
+constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
+
+HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
+    const auto lanes = hn::BitCast(Ints(), pairs);
+    const auto crIsZero = hn::Eq(hn::ShiftLeft<16>(lanes), hn::Zero(Ints()));
+    const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), hn::Zero(Ints()));
+    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
+                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
+}
+
+HWY_INLINE Offsets offsetsOf(const Chroma& chroma) {
     const auto middle = hn::Set(Shorts(), 128);
-    const auto cb = hn::Sub(cbBytes, middle);
-    const auto cr = hn::Sub(crBytes, middle);
-    const auto evenPairs = hn::OddEven(shiftedUp(cb), cr);
-    const auto oddPairs = hn::OddEven(cb, shiftedDown(cr));
-    auto evenSum = greenSum(evenPairs);
-    auto oddSum = greenSum(oddPairs);
+    const auto cb = hn::Sub(chroma.cb, middle);
+    const auto cr = hn::Sub(chroma.cr, middle);
+    auto evenSum = greenSum(chroma.pairs.even);
+    auto oddSum = greenSum(chroma.pairs.odd);
     // 0.402 and 0.772 times 32768: with 15 fraction bits these two are exact for all 256 values.
     const auto red = hn::Add(cr, hn::MulFixedPoint15(cr, hn::Set(Shorts(), 13175)));
     auto blue = hn::Add(cb, hn::MulFixedPoint15(cb, hn::Set(Shorts(), 25297)));
-    const auto hasZero = hn::Eq(hn::Min(cbBytes, crBytes), hn::Zero(Shorts()));
-    if (HWY_UNLIKELY(!hn::AllFalse(Shorts(), hasZero))) {
-        evenSum = hn::Add(evenSum, greenAtZero(evenPairs));
-        oddSum = hn::Add(oddSum, greenAtZero(oddPairs));
-        blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(cbBytes, hn::Zero(Shorts())),
+    if (HWY_UNLIKELY(chroma.hasZero)) {
+        evenSum = hn::Add(evenSum, greenAtZero(chroma.pairs.even));
+        oddSum = hn::Add(oddSum, greenAtZero(chroma.pairs.odd));
+        blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(chroma.cb, hn::Zero(Shorts())),
                                                 hn::Set(Shorts(), static_cast<int16_t>(kBlueAtZero))));
     }
     // The sums' upper halves: those of the odd lanes are in place.
@@ -202,17 +233,15 @@ class Rows {
             hwy::Prefetch(out + mNextPair + line);
         }
     }
-    HWY_INLINE Offsets offsetsAt(const RowPair& pair, size_t x) const {
+    HWY_INLINE Chroma chromaAt(const RowPair& pair, size_t x) const {
         if constexpr (kInterleaved) {
-            const auto pairs = hn::BitCast(Words(), mLoad(pair.cr + x));
-            return offsetsOf(hn::BitCast(Shorts(), hn::ShiftRight<8>(pairs)),
-                             hn::BitCast(Shorts(), hn::And(pairs, hn::Set(Words(), 0xFF))));
+            return interleavedChroma(mLoad(pair.cr + x));
         } else {
-            return offsetsOf(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
+            return planarChroma(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
         }
     }
     HWY_INLINE void convertAt(const RowPair& pair, size_t x) const {
-        const Offsets offsets = offsetsAt(pair, x);
+        const Offsets offsets = offsetsOf(chromaAt(pair, x));
         const SplitOffset red = split(offsets.red);
         const SplitOffset green = split(offsets.green);
         const SplitOffset blue = split(offsets.blue);
