@@ -167,11 +167,18 @@ HWY_INLINE void write565(uint8_t* out, ByteVector red, ByteVector green, ByteVec
     hn::StoreU(hn::InterleaveUpper(d, low, high), d, out + kVectorBytes);
 }
 
+// `kStreams`: past the caches, to where a vector may start.
+template <bool kStreams>
 HWY_INLINE void writeBgr32(uint8_t* out, ByteVector red, ByteVector green, ByteVector blue) {
     const Bytes d;
     const auto opaque = hn::Set(d, 255);
     const auto store = [out](size_t quarter, WordVector words) HWY_ATTR {
-        hn::StoreU(hn::BitCast(Bytes(), words), Bytes(), out + quarter * kVectorBytes);
+        const auto bytes = hn::BitCast(Bytes(), words);
+        if constexpr (kStreams) {
+            hn::Stream(bytes, Bytes(), out + quarter * kVectorBytes);
+        } else {
+            hn::StoreU(bytes, Bytes(), out + quarter * kVectorBytes);
+        }
     };
     const auto lowBg = hn::BitCast(Words(), hn::InterleaveLower(d, blue, green));
     const auto lowRa = hn::BitCast(Words(), hn::InterleaveLower(d, red, opaque));
@@ -194,6 +201,10 @@ struct RowPair {
     int rows;
 };
 
+// From this size on RGB32 is written past the caches: they would not keep it until it is read, and writing
+// to memory alone takes half of the time. Below, whoever reads the picture soon would pay more than is won.
+constexpr ptrdiff_t kStreamedBytes = 16 << 20;
+
 template <bool kIs565, bool kInterleaved>
 class Rows {
   public:
@@ -201,24 +212,44 @@ class Rows {
         : mPixels(static_cast<size_t>(frame.width / 2) * 2),
           mYStride(frame.yStride),
           mOutStride(frame.target.secondRow),
-          mNextPair(frame.target.nextPair) {}
+          mNextPair(frame.target.nextPair),
+          mStreams(!kIs565 && frame.width * ptrdiff_t{kPixelBytes} >= kStreamedBytes / frame.height &&
+                   mOutStride % ptrdiff_t{kVectorBytes} == 0) {}
 
     void convert(const RowPair& pair) const {
         size_t x = kIs565 ? 0 : toAligned(pair.out);
         if (x > 0) {
-            convertAt(pair, 0);
+            convertAt<false>(pair, 0);
         }
-        for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
-            convertAt(pair, x);
+        if (!kIs565 && mStreams && isAligned(pair.out + kPixelBytes * x)) {
+            x = convertVectors<!kIs565>(pair, x);
+        } else {
+            x = convertVectors<false>(pair, x);
         }
         if (x < mPixels) {  // some pixels once more
-            convertAt(pair, mPixels - kVectorBytes);
+            convertAt<false>(pair, mPixels - kVectorBytes);
+        }
+    }
+
+    // To be called before others may read the pixels.
+    void finish() const {
+        if (mStreams) {
+            hwy::FlushStream();
         }
     }
 
   private:
     static constexpr size_t kPixelBytes = kIs565 ? 2 : 4;
 
+    // From `x` on, as many as there are; the pixel behind them.
+    template <bool kStreams>
+    HWY_INLINE size_t convertVectors(const RowPair& pair, size_t x) const {
+        for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
+            convertAt<kStreams>(pair, x);
+        }
+        return x;
+    }
+    static bool isAligned(const uint8_t* out) { return reinterpret_cast<uintptr_t>(out) % kVectorBytes == 0; }
     // Pixels, whole pairs, until `out` is at the start of a vector; 0 where that never happens. Stores
     // across lines of the cache cost more than some pixels converted twice. (Words of RGB565 are so few
     // that the loads, which then cross lines instead, cost as much.)
@@ -240,6 +271,7 @@ class Rows {
             return planarChroma(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
         }
     }
+    template <bool kStreams>
     HWY_INLINE void convertAt(const RowPair& pair, size_t x) const {
         const Offsets offsets = offsetsOf(chromaAt(pair, x));
         const SplitOffset red = split(offsets.red);
@@ -252,8 +284,10 @@ class Rows {
             if constexpr (kIs565) {
                 write565(out, clipped(y, red), clipped(y, green), clipped(y, blue));
             } else {
-                writeBgr32(out, clipped(y, red), clipped(y, green), clipped(y, blue));
-                prefetchBelow(out);
+                writeBgr32<kStreams>(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+                if constexpr (!kStreams) {
+                    prefetchBelow(out);
+                }
             }
             luma += mYStride;
             out += mOutStride;
@@ -265,6 +299,7 @@ class Rows {
     ptrdiff_t mYStride;
     ptrdiff_t mOutStride;
     ptrdiff_t mNextPair;
+    bool mStreams;
 };
 
 template <bool kIs565, bool kInterleaved>
@@ -279,6 +314,7 @@ void convertFrame(const YuvToRgbFrame& frame) {
         pair.rows = frame.height - 2 * pass > 1 ? 2 : 1;
         rows.convert(pair);
     }
+    rows.finish();
 }
 
 // Where the rows of a pair overlap it matters which pixel is written last.
