@@ -192,15 +192,6 @@ HWY_INLINE void writeBgr32(uint8_t* out, ByteVector red, ByteVector green, ByteV
 
 // --- Rows
 
-// One or two rows that share a row of chroma.
-struct RowPair {
-    const uint8_t* y;
-    const uint8_t* cb;
-    const uint8_t* cr;
-    uint8_t* out;
-    int rows;
-};
-
 // From this size on RGB32 is written past the caches: they would not keep it until it is read, and writing
 // to memory alone takes half of the time. Below, whoever reads the picture soon would pay more than is won.
 constexpr ptrdiff_t kStreamedBytes = 16 << 20;
@@ -305,14 +296,8 @@ class Rows {
 template <bool kIs565, bool kInterleaved>
 void convertFrame(const YuvToRgbFrame& frame) {
     const Rows<kIs565, kInterleaved> rows(frame);
-    for (int pass = 0; pass <= (frame.height - 1) / 2; ++pass) {
-        RowPair pair{};
-        pair.y = frame.y + ptrdiff_t{2} * pass * frame.yStride;
-        pair.cb = frame.cb + pass * frame.cbStride;
-        pair.cr = frame.cr + pass * frame.crStride;
-        pair.out = frame.target.start + pass * frame.target.nextPair;
-        pair.rows = frame.height - 2 * pass > 1 ? 2 : 1;
-        rows.convert(pair);
+    for (int index = 0; index < rowPairs(frame); ++index) {
+        rows.convert(rowPair(frame, index));
     }
     rows.finish();
 }
