@@ -155,7 +155,7 @@ Conversion nv12To565Rotated(int width, int height) {
             size.pixels() * 2,
             vectorEngine(width, height).nv12To565Rotated,
             tableEngine(width, height).nv12To565Rotated,
-            limit(size, limitNv12ToRgb565),
+            limit(size, limitNv12ToTurnedRgb565),
             rotate,
             nullptr};
 }
