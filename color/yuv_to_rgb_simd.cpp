@@ -87,13 +87,15 @@ HWY_INLINE Chroma interleavedChroma(ByteVector bytes) {
     alignas(16) static constexpr uint8_t kOdd[16] = {2,  128, 3,  128, 6,  128, 7,  128,
                                                      10, 128, 11, 128, 14, 128, 15, 128};
     const auto words = hn::BitCast(Words(), bytes);
+    const auto cb = hn::BitCast(Shorts(), hn::ShiftRight<8>(words));
+    const auto cr = hn::BitCast(Shorts(), hn::And(words, hn::Set(Words(), 0xFF)));
+    if constexpr (HWY_ARCH_ARM != 0) {  // it takes more instructions to look bytes up
+        return planarChroma(cb, cr);
+    }
     const auto picked = [bytes](const uint8_t* which) HWY_ATTR {
         return hn::BitCast(Shorts(), hn::TableLookupBytesOr0(bytes, hn::LoadDup128(Bytes(), which)));
     };
-    return {hn::BitCast(Shorts(), hn::ShiftRight<8>(words)),
-            hn::BitCast(Shorts(), hn::And(words, hn::Set(Words(), 0xFF))),
-            {picked(kEven), picked(kOdd)},
-            !hn::AllFalse(Bytes(), hn::Eq(bytes, hn::Zero(Bytes())))};
+    return {cb, cr, {picked(kEven), picked(kOdd)}, !hn::AllFalse(Bytes(), hn::Eq(bytes, hn::Zero(Bytes())))};
 }
 
 // With 16 fraction bits, and the rounding half.
@@ -249,7 +251,7 @@ class Rows {
         return bytes % (2 * kPixelBytes) == 0 ? bytes / kPixelBytes : 0;
     }
     // Asks for the lines below, which the next pair goes to: for lines that are only written the processor
-    // does so too late or, from page to page, not at all.
+    // does so too late or, from page to page, not at all. (RGB565 is written too slowly to gain by it.)
     HWY_INLINE void prefetchBelow(const uint8_t* out) const {
         for (size_t line = 0; line < kVectorBytes * kPixelBytes; line += 64) {
             hwy::Prefetch(out + mNextPair + line);
