@@ -7,7 +7,8 @@
 
 namespace zem::bench {
 
-/// A frame without gaps, even in height and a multiple of 128 pixels wide; the planes follow one another.
+/// A frame without gaps, even in height, of 32 rows at least, and a multiple of 128 pixels wide; the planes
+/// follow one another.
 struct LimitFrame {
     const uint8_t* source;
     uint8_t* target;
@@ -20,5 +21,6 @@ void limitRgb32ToI420(const LimitFrame& frame);
 void limitI420ToBgr32(const LimitFrame& frame);
 void limitI420ToRgb565(const LimitFrame& frame);
 void limitNv12ToRgb565(const LimitFrame& frame);
+void limitNv12ToTurnedRgb565(const LimitFrame& frame);
 
 }  // namespace zem::bench

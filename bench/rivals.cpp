@@ -5,9 +5,8 @@
 #include <memory>
 
 #include "bench/limit_kernels.h"
-#include "color/rgb_to_yuv.h"
+#include "bench/planes.h"
 #include "color/tiled_nv12.h"
-#include "color/yuv_to_rgb.h"
 
 #if ZEM_BENCH_SWSCALE
 extern "C" {
@@ -18,46 +17,6 @@ extern "C" {
 namespace zem::bench {
 
 namespace {
-
-struct Size {
-    int width;
-    int height;
-    size_t pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
-    size_t yuvBytes() const { return pixels() * 3 / 2; }
-};
-
-enum class Layout { Bgr32, Rgb565, I420, Nv12 };
-
-// Planes without gaps and their rows.
-struct Planes {
-    Planes(uint8_t* start, Layout layout, Size size) : data{start, nullptr, nullptr, nullptr} {
-        const bool isRgb = layout == Layout::Bgr32 || layout == Layout::Rgb565;
-        strides[0] = size.width * (layout == Layout::Bgr32 ? 4 : layout == Layout::Rgb565 ? 2 : 1);
-        if (!isRgb) {
-            data[1] = start + size.pixels();
-            strides[1] = layout == Layout::I420 ? size.width / 2 : size.width;
-        }
-        if (layout == Layout::I420) {
-            data[2] = data[1] + size.pixels() / 4;
-            strides[2] = strides[1];
-        }
-    }
-    Planes(const uint8_t* start, Layout layout, Size size)
-        : Planes(const_cast<uint8_t*>(start), layout, size) {}  // a source: only read
-
-    uint8_t* data[4];
-    int strides[4] = {};
-};
-
-template <class Converter>
-Convert engine(Size size, Layout from, Layout to) {
-    auto converter = std::make_shared<Converter>(size.width, size.height);
-    return [=](const uint8_t* source, uint8_t* target) {
-        Planes in(source, from, size);
-        Planes out(target, to, size);
-        converter->convert(out.data, out.strides, in.data, in.strides);
-    };
-}
 
 Convert limit(Size size, void (*kernel)(const LimitFrame&)) {
     return [=](const uint8_t* source, uint8_t* target) {
@@ -98,7 +57,8 @@ Conversion rgb32ToNv12(int width, int height) {
     const Layout to = Layout::Nv12;
     return {size.pixels() * 4,
             size.yuvBytes(),
-            engine<Bgr32ToNV12>(size, from, to),
+            vectorEngine(width, height).rgb32ToNv12,
+            tableEngine(width, height).rgb32ToNv12,
             limit(size, limitRgb32ToNv12),
             libyuv(size, from, to,
                    [=](const Planes& in, const Planes& out) {
@@ -114,7 +74,8 @@ Conversion rgb32ToI420(int width, int height) {
     const Layout to = Layout::I420;
     return {size.pixels() * 4,
             size.yuvBytes(),
-            engine<Bgr32ToYuv420>(size, from, to),
+            vectorEngine(width, height).rgb32ToI420,
+            tableEngine(width, height).rgb32ToI420,
             limit(size, limitRgb32ToI420),
             libyuv(size, from, to,
                    [=](const Planes& in, const Planes& out) {
@@ -130,7 +91,8 @@ Conversion i420ToBgr32(int width, int height) {
     const Layout to = Layout::Bgr32;
     return {size.yuvBytes(),
             size.pixels() * 4,
-            engine<Yuv420ToBgr32>(size, from, to),
+            vectorEngine(width, height).i420ToBgr32,
+            tableEngine(width, height).i420ToBgr32,
             limit(size, limitI420ToBgr32),
             libyuv(size, from, to,
                    [=](const Planes& in, const Planes& out) {
@@ -151,7 +113,8 @@ Conversion i420To565(int width, int height) {
     const Layout to = Layout::Rgb565;
     return {size.yuvBytes(),
             size.pixels() * 2,
-            engine<Yuv420ToRgb565>(size, from, to),
+            vectorEngine(width, height).i420To565,
+            tableEngine(width, height).i420To565,
             limit(size, limitI420ToRgb565),
             libyuv(size, from, to,
                    [=](const Planes& in, const Planes& out) { libyuvI420To565(in, out, width, height); }),
@@ -167,14 +130,13 @@ Convert libyuvNv12To565(Size size) {
 
 Conversion nv12To565(int width, int height) {
     const Size size{width, height};
-    const Layout from = Layout::Nv12;
-    const Layout to = Layout::Rgb565;
     return {size.yuvBytes(),
             size.pixels() * 2,
-            engine<Nv12ToRgb565>(size, from, to),
+            vectorEngine(width, height).nv12To565,
+            tableEngine(width, height).nv12To565,
             limit(size, limitNv12ToRgb565),
             libyuvNv12To565(size),
-            SWSCALE(size, from, NV12, to, RGB565LE)};
+            SWSCALE(size, Layout::Nv12, NV12, Layout::Rgb565, RGB565LE)};
 }
 
 Conversion nv12To565Rotated(int width, int height) {
@@ -191,22 +153,19 @@ Conversion nv12To565Rotated(int width, int height) {
     };
     return {size.yuvBytes(),
             size.pixels() * 2,
-            engine<Nv12ToRgb565Rotate>(size, Layout::Nv12, Layout::Rgb565),
-            limit(size, limitNv12ToRgb565),
+            vectorEngine(width, height).nv12To565Rotated,
+            tableEngine(width, height).nv12To565Rotated,
+            limit(size, limitNv12ToTurnedRgb565),
             rotate,
             nullptr};
 }
 
 Conversion tiledNv12To565(int width, int height) {
     const Size size{width, height};
-    initClip();  // stays: the conversions would make one each
-    const Convert tiled = [=](const uint8_t* source, uint8_t* target) {
-        convertNV12Tile(static_cast<unsigned>(width), static_cast<unsigned>(height), source, 0, target,
-                        2 * static_cast<unsigned>(width));
-    };
     return {static_cast<size_t>(tiledNv12Bytes(width, height)),
             size.pixels() * 2,
-            tiled,
+            vectorEngine(width, height).tiledNv12To565,
+            tableEngine(width, height).tiledNv12To565,
             limit(size, limitNv12ToRgb565),
             libyuvNv12To565(size),
             nullptr};

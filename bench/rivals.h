@@ -2,20 +2,18 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <functional>
 #include <vector>
 
-namespace zem::bench {
+#include "bench/engine.h"
 
-/// One frame from `source` to `target`, whose planes follow one another without gaps.
-using Convert = std::function<void(const uint8_t* source, uint8_t* target)>;
+namespace zem::bench {
 
 /// A conversion of frames of one size.
 struct Conversion {
     size_t sourceBytes;
     size_t targetBytes;
     Convert engine;
+    Convert table;    // what the engine has to equal
     Convert limit;    // its memory traffic alone
     Convert libyuv;   // what comes nearest, see below
     Convert swscale;  // point sampling; empty where there is none

@@ -50,9 +50,15 @@ class OrderedLoad {
     }
     /// kVectorBytes / 2 bytes, each widened to 16 bits.
     HWY_INLINE ShortVector widened(const uint8_t* source) const {
-        const hn::Half<Bytes> half;
-        return hn::BitCast(Shorts(),
-                           ordered(hn::BitCast(Bytes(), hn::PromoteTo(Words(), hn::LoadU(half, source)))));
+        if constexpr (kBlocks == 2) {  // one block of bytes, and so one step for both
+            const auto twice = hn::LoadDup128(Bytes(), source);
+            alignas(kVectorBytes) static constexpr auto kWidening = widening();
+            return hn::BitCast(Shorts(), hn::TableLookupBytesOr0(twice, hn::Load(Bytes(), kWidening.data())));
+        } else {
+            const hn::Half<Bytes> half;
+            return hn::BitCast(
+                Shorts(), ordered(hn::BitCast(Bytes(), hn::PromoteTo(Words(), hn::LoadU(half, source)))));
+        }
     }
 
   private:
@@ -66,6 +72,15 @@ class OrderedLoad {
             order[i] = static_cast<int32_t>((result * kBlocks + block) * kInts + i % kInts);
         }
         return order;
+    }
+    // The bytes that widened() has to pick; 128 picks none.
+    static constexpr std::array<uint8_t, kVectorBytes> widening() {
+        std::array<uint8_t, kVectorBytes> from{};
+        for (size_t i = 0; i < from.size(); ++i) {
+            const int32_t first = 2 * order()[i / 4];
+            from[i] = static_cast<uint8_t>(i % 2 == 0 ? first + static_cast<int32_t>(i % 4 / 2) : 128);
+        }
+        return from;
     }
     HWY_INLINE ByteVector ordered(ByteVector bytes) const {
         if constexpr (kBlocks == 1) {

@@ -1,5 +1,4 @@
 // NOLINT(llvm-header-guard): included once for each instruction set.
-#include <algorithm>
 #include <cstring>
 
 #include "color/simd.h"
@@ -29,8 +28,8 @@ void convertFrame(const TiledNv12Frame& frame) {
 // rounding toward zero once negative sums are clipped at 0, and a sum that saturates at 32767 is
 // clipped to 255 as it should. For that, luma is moved down to where its maximum is 32767, and chroma
 // up by as much less the 16 that luma starts from.
-constexpr int16_t kLumaDown = 149 * 255 - 32767;
-constexpr int16_t kChromaUp = kLumaDown - 149 * 16;
+constexpr int kLumaDown = 149 * 255 - 32767;
+constexpr int kChromaUp = kLumaDown - 149 * 16;
 
 // Each 16-bit lane belongs to a pair of pixels. Blue's would not fit one lane: it is the sum of two,
 // which have the same sign, so that a sum saturated by the first one stays so.
@@ -38,25 +37,28 @@ struct Chroma {
     ShortVector red, green, blue1, blue2;
 };
 
-HWY_INLINE ShortVector times(ShortVector v, int factor) {
-    return hn::Mul(v, hn::Set(Shorts(), static_cast<int16_t>(factor)));
+HWY_INLINE WordVector times(WordVector v, int factor) {
+    return hn::Mul(v, hn::Set(Words(), static_cast<uint16_t>(factor)));
 }
 
-HWY_INLINE ShortVector plus(ShortVector v, int summand) {
-    return hn::Add(v, hn::Set(Shorts(), static_cast<int16_t>(summand)));
+HWY_INLINE ShortVector plus(WordVector v, int summand) {
+    return hn::BitCast(Shorts(), hn::Add(v, hn::Set(Words(), static_cast<uint16_t>(summand))));
 }
 
-// `pairs` has Cb and Cr in each lane.
+// `pairs` has Cb and Cr in each lane. Everything is modulo 65536, so that the 128 of both can be taken off
+// with the constants.
 HWY_INLINE Chroma chromaOf(WordVector pairs) {
     constexpr int kBlueUp = 129 * 11;  // both parts change their sign at d = -11
-    const auto d = plus(hn::BitCast(Shorts(), hn::And(pairs, hn::Set(Words(), 0xFF))), -128);
-    const auto e = plus(hn::BitCast(Shorts(), hn::ShiftRight<8>(pairs)), -128);
-    const auto halfOfBlue = times(d, 129);
+    const auto cb = hn::And(pairs, hn::Set(Words(), 0xFF));
+    const auto cr = hn::ShiftRight<8>(pairs);
+    // 204.5 times Cr, as the upper half of a product of 256 times Cr.
+    const auto red = hn::MulHigh(hn::And(pairs, hn::Set(Words(), 0xFF00)), hn::Set(Words(), 409 * 128));
+    const auto halfOfBlue = times(cb, 129);
     Chroma chroma;
-    chroma.red = plus(hn::Add(times(e, 204), hn::ShiftRight<1>(e)), kChromaUp);
-    chroma.green = hn::Sub(plus(times(d, -50), kChromaUp), times(e, 104));
-    chroma.blue1 = plus(halfOfBlue, kBlueUp);
-    chroma.blue2 = plus(hn::Add(halfOfBlue, hn::ShiftRight<1>(d)), kChromaUp - kBlueUp);
+    chroma.red = plus(red, kChromaUp - 409 * 64);
+    chroma.green = plus(hn::Add(times(cb, -50), times(cr, -104)), kChromaUp + 154 * 128);
+    chroma.blue1 = plus(halfOfBlue, kBlueUp - 129 * 128);
+    chroma.blue2 = plus(hn::Add(halfOfBlue, hn::ShiftRight<1>(cb)), kChromaUp - kBlueUp - 129 * 128 - 64);
     return chroma;
 }
 
@@ -80,15 +82,31 @@ HWY_INLINE WordVector wordsOf(WordVector y, const Chroma& chroma) {
 class Converter {
   public:
     HWY_INLINE void tile(const TilePlace& tile, size_t stride) const {
+        if (tile.pixels == kTileWidth) {
+            wholeLines(tile, tile.out, stride);
+            return;
+        }
+        alignas(64) uint8_t lines[kTileLines][2 * kTileWidth];
+        wholeLines(tile, lines[0], sizeof(lines[0]));
+        for (size_t line = 0; line < tile.lines; ++line) {
+            memcpy(tile.out + stride * line, lines[line], 2 * tile.pixels);
+        }
+    }
+
+  private:
+    static_assert(kTileWidth % kVectorBytes == 0, "a line has to be whole vectors");
+
+    // Two at a time, which share their chroma.
+    HWY_INLINE void wholeLines(const TilePlace& tile, uint8_t* out, size_t stride) const {
         const uint8_t* luma = tile.luma;
         const uint8_t* chroma = tile.chroma;
-        uint8_t* out = tile.out;
         for (unsigned line = 0; line < tile.lines; line += 2) {
-            const unsigned lines = std::min(tile.lines - line, 2u);
-            if (tile.pixels == kTileWidth) {
-                wholeLines(luma, chroma, lines, out, stride);
-            } else {
-                partsOfLines(luma, chroma, lines, out, stride, 2 * tile.pixels);
+            for (size_t x = 0; x < kTileWidth; x += kVectorBytes) {
+                const Chroma offsets = chromaOf(hn::BitCast(Words(), mLoad(chroma + x)));
+                pixels(luma + x, offsets, out + 2 * x);
+                if (line + 1 < tile.lines) {
+                    pixels(luma + kTileWidth + x, offsets, out + stride + 2 * x);
+                }
             }
             luma += size_t{2} * kTileWidth;
             chroma += kTileWidth;
@@ -96,32 +114,13 @@ class Converter {
         }
     }
 
-  private:
-    static_assert(kTileWidth % kVectorBytes == 0, "a line has to be whole vectors");
-
-    // One or two lines, which share their chroma.
-    HWY_INLINE void wholeLines(const uint8_t* luma, const uint8_t* chroma, unsigned lines, uint8_t* out,
-                               size_t stride) const {
-        for (size_t x = 0; x < kTileWidth; x += kVectorBytes) {
-            const Chroma offsets = chromaOf(hn::BitCast(Words(), mLoad(chroma + x)));
-            for (size_t line = 0; line < lines; ++line) {
-                const auto y = hn::BitCast(Words(), mLoad(luma + kTileWidth * line + x));
-                const auto even = wordsOf(hn::And(y, hn::Set(Words(), 0xFF)), offsets);
-                const auto odd = wordsOf(hn::ShiftRight<8>(y), offsets);
-                store(hn::InterleaveLower(Words(), even, odd), out + stride * line + 2 * x);
-                store(hn::InterleaveUpper(Words(), even, odd), out + stride * line + 2 * x + kVectorBytes);
-            }
-        }
-    }
-
-    // Whole ones, of which `bytes` are kept.
-    void partsOfLines(const uint8_t* luma, const uint8_t* chroma, unsigned lines, uint8_t* out, size_t stride,
-                      size_t bytes) const {
-        alignas(64) uint8_t whole[2][2 * kTileWidth];
-        wholeLines(luma, chroma, lines, whole[0], sizeof(whole[0]));
-        for (size_t line = 0; line < lines; ++line) {
-            memcpy(out + stride * line, whole[line], bytes);
-        }
+    // A vector of them, in one line.
+    HWY_INLINE void pixels(const uint8_t* luma, const Chroma& chroma, uint8_t* out) const {
+        const auto y = hn::BitCast(Words(), mLoad(luma));
+        const auto even = wordsOf(hn::And(y, hn::Set(Words(), 0xFF)), chroma);
+        const auto odd = wordsOf(hn::ShiftRight<8>(y), chroma);
+        store(hn::InterleaveLower(Words(), even, odd), out);
+        store(hn::InterleaveUpper(Words(), even, odd), out + kVectorBytes);
     }
 
     static HWY_INLINE void store(WordVector words, uint8_t* out) {

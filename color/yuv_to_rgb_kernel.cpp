@@ -4,8 +4,7 @@
 
 namespace {
 
-// Frame walk: blocks of 2x2 pixels, which share one chroma pair; the last row of an odd height makes
-// blocks of 2x1, so that nothing beyond the planes is touched.
+// Blocks of 2x2 pixels, or 2x1 in an odd last row, share one pair of chroma.
 
 struct ChromaOffsets {
     int red, green, blue;  // added to luma
@@ -32,17 +31,8 @@ void writePixel(uint8_t* out, const uint8_t* limit, int y, const ChromaOffsets& 
     }
 }
 
-// One or two rows that share a row of chroma.
-struct RowPair {
-    const uint8_t* y;
-    const uint8_t* cb;
-    const uint8_t* cr;
-    uint8_t* out;
-    int rows;
-};
-
 template <bool kIs565, int kChromaStep>
-void convertRows(const zem::YuvToRgbFrame& frame, const RowPair& pair) {
+void convertRows(const zem::YuvToRgbFrame& frame, const zem::RowPair& pair) {
     const ptrdiff_t step = frame.target.pixelStep;
     for (int block = 0; block < frame.width / 2; ++block) {
         const ptrdiff_t chroma = ptrdiff_t{kChromaStep} * block;
@@ -59,14 +49,8 @@ void convertRows(const zem::YuvToRgbFrame& frame, const RowPair& pair) {
 
 template <bool kIs565, int kChromaStep>
 void convertFrame(const zem::YuvToRgbFrame& frame) {
-    for (int pass = 0; pass <= (frame.height - 1) / 2; ++pass) {
-        RowPair pair{};
-        pair.y = frame.y + ptrdiff_t{2} * pass * frame.yStride;
-        pair.cb = frame.cb + pass * frame.cbStride;
-        pair.cr = frame.cr + pass * frame.crStride;
-        pair.out = frame.target.start + pass * frame.target.nextPair;
-        pair.rows = frame.height - 2 * pass > 1 ? 2 : 1;
-        convertRows<kIs565, kChromaStep>(frame, pair);
+    for (int index = 0; index < zem::rowPairs(frame); ++index) {
+        convertRows<kIs565, kChromaStep>(frame, zem::rowPair(frame, index));
     }
 }
 

@@ -37,6 +37,27 @@ struct YuvToRgbFrame {
     const int32_t* cbG;
 };
 
+/// One or two rows that share a row of chroma.
+struct RowPair {
+    const uint8_t* y;
+    const uint8_t* cb;
+    const uint8_t* cr;
+    uint8_t* out;
+    int rows;
+};
+
+/// How many of them `frame`, of at least one row, has.
+inline int rowPairs(const YuvToRgbFrame& frame) {
+    return (frame.height - 1) / 2 + 1;
+}
+
+/// From the top; the last one of an odd height has one row, so that nothing beyond the planes is touched.
+inline RowPair rowPair(const YuvToRgbFrame& frame, int index) {
+    return {frame.y + ptrdiff_t{2} * index * frame.yStride, frame.cb + index * frame.cbStride,
+            frame.cr + index * frame.crStride, frame.target.start + index * frame.target.nextPair,
+            frame.height - 2 * index > 1 ? 2 : 1};
+}
+
 /// Converts `frame`; a size below 1, or a width of 1, converts nothing.
 void convertYuvToRgb(const YuvToRgbFrame& frame);
 

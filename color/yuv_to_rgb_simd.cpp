@@ -7,6 +7,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "color/yuv_to_rgb_simd.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -52,29 +53,10 @@ HWY_INLINE SplitOffset split(ShortVector offset) {
             hn::TableLookupBytes(hn::BitCast(Bytes(), negative), twice)};
 }
 
-// The lanes of `pairs` are Cr - 128 and Cb - 128; the result has 16 fraction bits, and the rounding half.
-HWY_INLINE IntVector greenSum(ShortVector pairs) {
-    // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
-    constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
-    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
-    auto second = hn::Zero(Ints());
-    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
-    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), 32768));
-}
-
-// What the tables' entries for chroma 0 differ by from their neighbours' rule.
-constexpr int32_t kBlueAtZero = 178 - -227;
-constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
-constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
-
-HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
-    const auto lanes = hn::BitCast(Ints(), pairs);
-    const auto zero = hn::Set(Ints(), -128);
-    const auto crIsZero = hn::Eq(hn::ShiftRight<16>(hn::ShiftLeft<16>(lanes)), zero);
-    const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), zero);
-    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
-                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
-}
+// Cr and Cb in adjacent lanes, so that products of both are added up at once.
+struct ChromaPairs {
+    ShortVector even, odd;
+};
 
 // By one lane, within each two.
 HWY_INLINE ShortVector shiftedUp(ShortVector lanes) {
@@ -85,22 +67,74 @@ HWY_INLINE ShortVector shiftedDown(ShortVector lanes) {
     return hn::BitCast(Shorts(), hn::ShiftRight<16>(hn::BitCast(Ints(), lanes)));
 }
 
-HWY_INLINE Offsets offsetsOf(ShortVector cbBytes, ShortVector crBytes) {
+struct Chroma {
+    ShortVector cb, cr;
+    ChromaPairs pairs;  // the same once more
+    bool hasZero;
+};
+
+HWY_INLINE Chroma planarChroma(ShortVector cb, ShortVector cr) {
+    const auto isZero = hn::Eq(hn::Min(cb, cr), hn::Zero(Shorts()));
+    return {cb,
+            cr,
+            {hn::OddEven(shiftedUp(cb), cr), hn::OddEven(cb, shiftedDown(cr))},
+            !hn::AllFalse(Shorts(), isZero)};
+}
+
+HWY_INLINE Chroma interleavedChroma(ByteVector bytes) {
+    alignas(16) static constexpr uint8_t kEven[16] = {0, 128, 1, 128, 4,  128, 5,  128,
+                                                      8, 128, 9, 128, 12, 128, 13, 128};
+    alignas(16) static constexpr uint8_t kOdd[16] = {2,  128, 3,  128, 6,  128, 7,  128,
+                                                     10, 128, 11, 128, 14, 128, 15, 128};
+    const auto words = hn::BitCast(Words(), bytes);
+    const auto cb = hn::BitCast(Shorts(), hn::ShiftRight<8>(words));
+    const auto cr = hn::BitCast(Shorts(), hn::And(words, hn::Set(Words(), 0xFF)));
+    if constexpr (HWY_ARCH_ARM != 0) {  // it takes more instructions to look bytes up
+        return planarChroma(cb, cr);
+    }
+    const auto picked = [bytes](const uint8_t* which) HWY_ATTR {
+        return hn::BitCast(Shorts(), hn::TableLookupBytesOr0(bytes, hn::LoadDup128(Bytes(), which)));
+    };
+    return {cb, cr, {picked(kEven), picked(kOdd)}, !hn::AllFalse(Bytes(), hn::Eq(bytes, hn::Zero(Bytes())))};
+}
+
+// With 16 fraction bits, and the rounding half.
+HWY_INLINE IntVector greenSum(ShortVector pairs) {
+    // -46802 is 18734 - 65536: the second part is left to the caller, who subtracts Cr - 128.
+    constexpr uint32_t kFactors = 18734u | static_cast<uint32_t>(-22554) << 16;
+    constexpr int32_t kStart = 32768 - 128 * (18734 - 22554);
+    const auto factors = hn::BitCast(Shorts(), hn::Set(Ints(), static_cast<int32_t>(kFactors)));
+    auto second = hn::Zero(Ints());
+    const auto first = hn::ReorderWidenMulAccumulate(Ints(), pairs, factors, hn::Zero(Ints()), second);
+    return hn::Add(hn::RearrangeToOddPlusEven(first, second), hn::Set(Ints(), kStart));
+}
+
+// What the tables' entries for chroma 0 differ by from their neighbours' rule.
+constexpr int32_t kBlueAtZero = 178 - -227;
+constexpr int32_t kGreenAtZeroCr = 225 - -46802 * -128;
+constexpr int32_t kGreenAtZeroCb = -5943854 - (-22554 * -128 + 32768);
+
+HWY_INLINE IntVector greenAtZero(ShortVector pairs) {
+    const auto lanes = hn::BitCast(Ints(), pairs);
+    const auto crIsZero = hn::Eq(hn::ShiftLeft<16>(lanes), hn::Zero(Ints()));
+    const auto cbIsZero = hn::Eq(hn::ShiftRight<16>(lanes), hn::Zero(Ints()));
+    return hn::Add(hn::IfThenElseZero(crIsZero, hn::Set(Ints(), kGreenAtZeroCr)),
+                   hn::IfThenElseZero(cbIsZero, hn::Set(Ints(), kGreenAtZeroCb)));
+}
+
+HWY_INLINE Offsets offsetsOf(const Chroma& chroma) {
     const auto middle = hn::Set(Shorts(), 128);
-    const auto cb = hn::Sub(cbBytes, middle);
-    const auto cr = hn::Sub(crBytes, middle);
-    const auto evenPairs = hn::OddEven(shiftedUp(cb), cr);
-    const auto oddPairs = hn::OddEven(cb, shiftedDown(cr));
-    auto evenSum = greenSum(evenPairs);
-    auto oddSum = greenSum(oddPairs);
+    const auto cb = hn::Sub(chroma.cb, middle);
+    const auto cr = hn::Sub(chroma.cr, middle);
+    auto evenSum = greenSum(chroma.pairs.even);
+    auto oddSum = greenSum(chroma.pairs.odd);
     // 0.402 and 0.772 times 32768: with 15 fraction bits these two are exact for all 256 values.
     const auto red = hn::Add(cr, hn::MulFixedPoint15(cr, hn::Set(Shorts(), 13175)));
     auto blue = hn::Add(cb, hn::MulFixedPoint15(cb, hn::Set(Shorts(), 25297)));
-    const auto hasZero = hn::Eq(hn::Min(cbBytes, crBytes), hn::Zero(Shorts()));
-    if (HWY_UNLIKELY(!hn::AllFalse(Shorts(), hasZero))) {
-        evenSum = hn::Add(evenSum, greenAtZero(evenPairs));
-        oddSum = hn::Add(oddSum, greenAtZero(oddPairs));
-        blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(cbBytes, hn::Zero(Shorts())),
+    if (HWY_UNLIKELY(chroma.hasZero)) {
+        evenSum = hn::Add(evenSum, greenAtZero(chroma.pairs.even));
+        oddSum = hn::Add(oddSum, greenAtZero(chroma.pairs.odd));
+        blue = hn::Add(blue, hn::IfThenElseZero(hn::Eq(chroma.cb, hn::Zero(Shorts())),
                                                 hn::Set(Shorts(), static_cast<int16_t>(kBlueAtZero))));
     }
     // The sums' upper halves: those of the odd lanes are in place.
@@ -135,11 +169,18 @@ HWY_INLINE void write565(uint8_t* out, ByteVector red, ByteVector green, ByteVec
     hn::StoreU(hn::InterleaveUpper(d, low, high), d, out + kVectorBytes);
 }
 
+// `kStreams`: past the caches, to where a vector may start.
+template <bool kStreams>
 HWY_INLINE void writeBgr32(uint8_t* out, ByteVector red, ByteVector green, ByteVector blue) {
     const Bytes d;
     const auto opaque = hn::Set(d, 255);
     const auto store = [out](size_t quarter, WordVector words) HWY_ATTR {
-        hn::StoreU(hn::BitCast(Bytes(), words), Bytes(), out + quarter * kVectorBytes);
+        const auto bytes = hn::BitCast(Bytes(), words);
+        if constexpr (kStreams) {
+            hn::Stream(bytes, Bytes(), out + quarter * kVectorBytes);
+        } else {
+            hn::StoreU(bytes, Bytes(), out + quarter * kVectorBytes);
+        }
     };
     const auto lowBg = hn::BitCast(Words(), hn::InterleaveLower(d, blue, green));
     const auto lowRa = hn::BitCast(Words(), hn::InterleaveLower(d, red, opaque));
@@ -153,14 +194,9 @@ HWY_INLINE void writeBgr32(uint8_t* out, ByteVector red, ByteVector green, ByteV
 
 // --- Rows
 
-// One or two rows that share a row of chroma.
-struct RowPair {
-    const uint8_t* y;
-    const uint8_t* cb;
-    const uint8_t* cr;
-    uint8_t* out;
-    int rows;
-};
+// From this size on RGB32 is written past the caches: they would not keep it until it is read, and writing
+// to memory alone takes half of the time. Below, whoever reads the picture soon would pay more than is won.
+constexpr ptrdiff_t kStreamedBytes = 16 << 20;
 
 template <bool kIs565, bool kInterleaved>
 class Rows {
@@ -168,24 +204,45 @@ class Rows {
     explicit Rows(const YuvToRgbFrame& frame)
         : mPixels(static_cast<size_t>(frame.width / 2) * 2),
           mYStride(frame.yStride),
-          mOutStride(frame.target.secondRow) {}
+          mOutStride(frame.target.secondRow),
+          mNextPair(frame.target.nextPair),
+          mStreams(!kIs565 && frame.width * ptrdiff_t{kPixelBytes} >= kStreamedBytes / frame.height &&
+                   mOutStride % ptrdiff_t{kVectorBytes} == 0) {}
 
     void convert(const RowPair& pair) const {
         size_t x = kIs565 ? 0 : toAligned(pair.out);
         if (x > 0) {
-            convertAt(pair, 0);
+            convertAt<false>(pair, 0);
         }
-        for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
-            convertAt(pair, x);
+        if (!kIs565 && mStreams && isAligned(pair.out + kPixelBytes * x)) {
+            x = convertVectors<!kIs565>(pair, x);
+        } else {
+            x = convertVectors<false>(pair, x);
         }
         if (x < mPixels) {  // some pixels once more
-            convertAt(pair, mPixels - kVectorBytes);
+            convertAt<false>(pair, mPixels - kVectorBytes);
+        }
+    }
+
+    // To be called before others may read the pixels.
+    void finish() const {
+        if (mStreams) {
+            hwy::FlushStream();
         }
     }
 
   private:
     static constexpr size_t kPixelBytes = kIs565 ? 2 : 4;
 
+    // From `x` on, as many as there are; the pixel behind them.
+    template <bool kStreams>
+    HWY_INLINE size_t convertVectors(const RowPair& pair, size_t x) const {
+        for (; x + kVectorBytes <= mPixels; x += kVectorBytes) {
+            convertAt<kStreams>(pair, x);
+        }
+        return x;
+    }
+    static bool isAligned(const uint8_t* out) { return reinterpret_cast<uintptr_t>(out) % kVectorBytes == 0; }
     // Pixels, whole pairs, until `out` is at the start of a vector; 0 where that never happens. Stores
     // across lines of the cache cost more than some pixels converted twice. (Words of RGB565 are so few
     // that the loads, which then cross lines instead, cost as much.)
@@ -193,17 +250,23 @@ class Rows {
         const size_t bytes = (0 - reinterpret_cast<uintptr_t>(out)) % kVectorBytes;
         return bytes % (2 * kPixelBytes) == 0 ? bytes / kPixelBytes : 0;
     }
-    HWY_INLINE Offsets offsetsAt(const RowPair& pair, size_t x) const {
-        if constexpr (kInterleaved) {
-            const auto pairs = hn::BitCast(Words(), mLoad(pair.cr + x));
-            return offsetsOf(hn::BitCast(Shorts(), hn::ShiftRight<8>(pairs)),
-                             hn::BitCast(Shorts(), hn::And(pairs, hn::Set(Words(), 0xFF))));
-        } else {
-            return offsetsOf(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
+    // Asks for the lines below, which the next pair goes to: for lines that are only written the processor
+    // does so too late or, from page to page, not at all. (RGB565 is written too slowly to gain by it.)
+    HWY_INLINE void prefetchBelow(const uint8_t* out) const {
+        for (size_t line = 0; line < kVectorBytes * kPixelBytes; line += 64) {
+            hwy::Prefetch(out + mNextPair + line);
         }
     }
+    HWY_INLINE Chroma chromaAt(const RowPair& pair, size_t x) const {
+        if constexpr (kInterleaved) {
+            return interleavedChroma(mLoad(pair.cr + x));
+        } else {
+            return planarChroma(mLoad.widened(pair.cb + x / 2), mLoad.widened(pair.cr + x / 2));
+        }
+    }
+    template <bool kStreams>
     HWY_INLINE void convertAt(const RowPair& pair, size_t x) const {
-        const Offsets offsets = offsetsAt(pair, x);
+        const Offsets offsets = offsetsOf(chromaAt(pair, x));
         const SplitOffset red = split(offsets.red);
         const SplitOffset green = split(offsets.green);
         const SplitOffset blue = split(offsets.blue);
@@ -214,7 +277,10 @@ class Rows {
             if constexpr (kIs565) {
                 write565(out, clipped(y, red), clipped(y, green), clipped(y, blue));
             } else {
-                writeBgr32(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+                writeBgr32<kStreams>(out, clipped(y, red), clipped(y, green), clipped(y, blue));
+                if constexpr (!kStreams) {
+                    prefetchBelow(out);
+                }
             }
             luma += mYStride;
             out += mOutStride;
@@ -225,20 +291,17 @@ class Rows {
     size_t mPixels;
     ptrdiff_t mYStride;
     ptrdiff_t mOutStride;
+    ptrdiff_t mNextPair;
+    bool mStreams;
 };
 
 template <bool kIs565, bool kInterleaved>
 void convertFrame(const YuvToRgbFrame& frame) {
     const Rows<kIs565, kInterleaved> rows(frame);
-    for (int pass = 0; pass <= (frame.height - 1) / 2; ++pass) {
-        RowPair pair{};
-        pair.y = frame.y + ptrdiff_t{2} * pass * frame.yStride;
-        pair.cb = frame.cb + pass * frame.cbStride;
-        pair.cr = frame.cr + pass * frame.crStride;
-        pair.out = frame.target.start + pass * frame.target.nextPair;
-        pair.rows = frame.height - 2 * pass > 1 ? 2 : 1;
-        rows.convert(pair);
+    for (int index = 0; index < rowPairs(frame); ++index) {
+        rows.convert(rowPair(frame, index));
     }
+    rows.finish();
 }
 
 // Where the rows of a pair overlap it matters which pixel is written last.
@@ -259,47 +322,75 @@ void convertPacked(const YuvToRgbFrame& frame) {
     }
 }
 
-// --- Turned pictures: strips of a few rows, short enough to stay in the cache, whose columns then become
-// rows. Whole rows would write each line of the cache once for every row.
+// --- Turned pictures: strips of columns, each from top to bottom in parts small enough to stay in the
+// nearest cache until their columns have become rows. So the rows of the result grow side by side, by whole
+// lines of the cache. The processor does not see coming what such a walk reads and writes: it is told, a
+// part or a line ahead. That may be beyond the picture, where it does no harm.
 
-constexpr int kStripColumns = 64;
-constexpr int kStripRows = 128;
+constexpr int kPartColumns = 64;  // a line of the cache in the source
+constexpr int kPartRows = 64;     // two lines in the result
 
-struct Strip {
+struct Part {
     int left, top;      // in the source
     int columns, rows;  // that are filled
-    uint16_t words[kStripRows][kStripColumns];
+    uint16_t words[kPartRows][kPartColumns];
 };
 
-void convertStrip(const YuvToRgbFrame& frame, Strip& strip) {
-    YuvToRgbFrame part = frame;
-    part.width = strip.columns;
-    part.height = strip.rows;
-    part.y += strip.top * frame.yStride + strip.left;
-    const ptrdiff_t chroma = frame.interleaved ? strip.left : strip.left / 2;
-    part.cb += strip.top / 2 * frame.cbStride + chroma;
-    part.cr += strip.top / 2 * frame.crStride + chroma;
-    part.target.start = reinterpret_cast<uint8_t*>(strip.words);
-    part.target.pixelStep = sizeof(uint16_t);
-    part.target.secondRow = sizeof(strip.words[0]);
-    part.target.nextPair = 2 * sizeof(strip.words[0]);
-    convertPacked(part);
+YuvToRgbFrame sourceOf(const YuvToRgbFrame& frame, const Part& part) {
+    YuvToRgbFrame source = frame;
+    source.width = part.columns;
+    source.height = part.rows;
+    source.y += part.top * frame.yStride + part.left;
+    const ptrdiff_t chroma = frame.interleaved ? part.left : part.left / 2;
+    source.cb += part.top / 2 * frame.cbStride + chroma;
+    source.cr += part.top / 2 * frame.crStride + chroma;
+    return source;
 }
 
-void turnStrip(const Strip& strip, const RgbTarget& target) {
-    uint8_t* corner = target.start + strip.left * target.pixelStep + strip.top * target.secondRow;
-    const int wholeRows = strip.rows / kSquare * kSquare;
-    const int wholeColumns = strip.columns / kSquare * kSquare;
-    for (int column = 0; column < wholeColumns; column += kSquare) {
-        for (int row = 0; row < wholeRows; row += kSquare) {
-            turnSquare<kStripColumns>(&strip.words[row][column],
-                                      corner + column * target.pixelStep + row * target.secondRow,
-                                      target.pixelStep);
+// Inlined, as compilers take a function that does nothing else for one that can be left out.
+HWY_INLINE void prefetchBelow(const YuvToRgbFrame& part) {
+    const uint8_t* y = part.y + kPartRows * part.yStride;
+    const uint8_t* pairs = part.cr + kPartRows / 2 * part.crStride;
+    for (int row = 0; row < kPartRows; row += 2) {
+        hwy::Prefetch(y);
+        hwy::Prefetch(y + part.yStride);
+        hwy::Prefetch(pairs);
+        y += 2 * part.yStride;
+        pairs += part.crStride;
+    }
+}
+
+void convertPart(const YuvToRgbFrame& frame, Part& part) {
+    YuvToRgbFrame source = sourceOf(frame, part);
+    prefetchBelow(source);
+    source.target.start = reinterpret_cast<uint8_t*>(part.words);
+    source.target.pixelStep = sizeof(uint16_t);
+    source.target.secondRow = sizeof(part.words[0]);
+    source.target.nextPair = 2 * sizeof(part.words[0]);
+    convertPacked(source);
+}
+
+// From row `row` on, as many as make whole squares of `D`; the row behind them.
+template <class D>
+int turnSquares(const Part& part, const RgbTarget& target, uint8_t* corner, int row) {
+    using Turner = SquareTurner<D, kPartColumns>;
+    for (; row + Turner::kRows <= part.rows; row += Turner::kRows) {
+        uint8_t* out = corner + row * target.secondRow;
+        for (int column = 0; column + kSquare <= part.columns; column += kSquare) {
+            Turner::turn(&part.words[row][column], out + column * target.pixelStep, target.pixelStep);
         }
     }
-    for (int column = 0; column < strip.columns; ++column) {
-        for (int row = column < wholeColumns ? wholeRows : 0; row < strip.rows; ++row) {
-            memcpy(corner + column * target.pixelStep + row * target.secondRow, &strip.words[row][column],
+    return row;
+}
+
+void turnPart(const Part& part, const RgbTarget& target) {
+    uint8_t* corner = target.start + part.left * target.pixelStep + part.top * target.secondRow;
+    int wholeRows = turnSquares<Words>(part, target, corner, 0);
+    wholeRows = turnSquares<Square>(part, target, corner, wholeRows);
+    const int wholeColumns = part.columns / kSquare * kSquare;
+    for (int column = 0; column < part.columns; ++column) {
+        for (int row = column < wholeColumns ? wholeRows : 0; row < part.rows; ++row) {
+            memcpy(corner + column * target.pixelStep + row * target.secondRow, &part.words[row][column],
                    sizeof(uint16_t));
         }
     }
@@ -307,14 +398,14 @@ void turnStrip(const Strip& strip, const RgbTarget& target) {
 
 void convertTurned(const YuvToRgbFrame& frame) {
     const int pixels = frame.width / 2 * 2;
-    Strip strip;
-    for (strip.top = 0; strip.top < frame.height; strip.top += kStripRows) {
-        strip.rows = std::min(frame.height - strip.top, kStripRows);
-        for (int done = 0; done < pixels; done += kStripColumns) {
-            strip.columns = std::min(pixels, kStripColumns);
-            strip.left = std::min(done, pixels - strip.columns);  // some of the last once more
-            convertStrip(frame, strip);
-            turnStrip(strip, frame.target);
+    Part part;
+    for (int done = 0; done < pixels; done += kPartColumns) {
+        part.columns = std::min(pixels, kPartColumns);
+        part.left = std::min(done, pixels - part.columns);  // some of the last once more
+        for (part.top = 0; part.top < frame.height; part.top += kPartRows) {
+            part.rows = std::min(frame.height - part.top, kPartRows);
+            convertPart(frame, part);
+            turnPart(part, frame.target);
         }
     }
 }
