@@ -41,8 +41,7 @@ class ScreenSource {
     ScreenSource(const ScreenSource&) = delete;
     ScreenSource& operator=(const ScreenSource&) = delete;
 
-    /// Fills `picture`, or lends it pixels that the next capture overwrites. Leaves it untouched unless it
-    /// returns OK; when memory runs out, an older picture's colours may be lost.
+    /// Fills `picture`, or lends it pixels. Leaves it untouched unless it returns OK.
     virtual android::status_t capture(const CaptureRequest& request, Picture* picture) = 0;
 };
 

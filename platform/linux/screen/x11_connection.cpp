@@ -142,8 +142,12 @@ android::status_t X11Connection::read(uint32_t left, uint32_t top, uint32_t widt
     return mShared ? readShared(area, bytes, pixels) : readCopied(area, bytes, pixels);
 }
 
+/// What somebody keeps stays whole even if the server ends in the midst of writing its successor.
 bool X11Connection::ensureSegment(size_t bytes) {
-    if (mSegment != 0 && mMemory->size() >= bytes + kSegmentMargin) {
+    if (mCurrent->memory.use_count() > 1) {
+        mCurrent = mCurrent == &mSegments[0] ? &mSegments[1] : &mSegments[0];
+    }
+    if (mCurrent->id != 0 && mCurrent->memory->size() >= bytes + kSegmentMargin) {
         return true;
     }
     detach();
@@ -160,29 +164,27 @@ bool X11Connection::attach(std::shared_ptr<SharedMemory> memory) {
     if (error || xcb_connection_has_error(c) != 0) {
         return false;
     }
-    mSegment = segment;
-    mMemory = std::move(memory);
+    *mCurrent = {segment, std::move(memory)};
     return true;
 }
 
 void X11Connection::detach() {
-    if (mSegment != 0) {
-        xcb_shm_detach(mConnection.get(), mSegment);
-        mSegment = 0;
+    if (mCurrent->id != 0) {
+        xcb_shm_detach(mConnection.get(), mCurrent->id);
+        *mCurrent = {};
     }
-    mMemory.reset();
 }
 
 android::status_t X11Connection::readShared(const xcb_rectangle_t& area, size_t bytes, PixelView* pixels) {
     xcb_connection_t* const c = mConnection.get();
     const xcb_shm_get_image_cookie_t cookie =
         xcb_shm_get_image(c, mRoot, area.x, area.y, area.width, area.height, kAllPlanes,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, mSegment, 0);
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, mCurrent->id, 0);
     const XcbReply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(c, cookie, nullptr));
     if (!reply || reply->size < bytes) {
         return failure();
     }
-    *pixels = {mMemory->data(), area.width, area.height};
+    *pixels = {mCurrent->memory->data(), area.width, area.height};
     return android::OK;
 }
 

@@ -30,12 +30,17 @@ class X11Connection {
     /// Reads a part of the root window into memory that is valid until the next read. UNKNOWN_ERROR when
     /// the server refuses, as it does when the screen has become smaller than that.
     android::status_t read(uint32_t left, uint32_t top, uint32_t width, uint32_t height, PixelView* pixels);
-    /// The memory of the last read, to write in and to keep for longer; later reads overwrite it. Null when
-    /// it is not shared with the server.
-    std::shared_ptr<SharedMemory> readMemory() const { return mShared ? mMemory : nullptr; }
+    /// The memory of the last read, to write in and to keep for longer: while it is kept the next read goes
+    /// elsewhere, the one after that overwrites it. Null when it is not shared with the server.
+    std::shared_ptr<SharedMemory> readMemory() const { return mShared ? mCurrent->memory : nullptr; }
     ByteOrder byteOrder() const { return mOrder; }
 
   private:
+    struct Segment {
+        uint32_t id = 0;                       // the server's; 0: not attached
+        std::shared_ptr<SharedMemory> memory;  // grows with the screen, never shrinks
+    };
+
     X11Connection(XcbHandle connection, xcb_window_t root, ByteOrder order);
 
     android::status_t failure() const;
@@ -49,9 +54,9 @@ class X11Connection {
     const XcbHandle mConnection;
     const xcb_window_t mRoot;
     const ByteOrder mOrder;
-    bool mShared;                            // false: the server copies each picture through the socket
-    uint32_t mSegment = 0;                   // the server's id of mMemory; 0: none attached
-    std::shared_ptr<SharedMemory> mMemory;   // grows with the screen, never shrinks
+    bool mShared;  // false: the server copies each picture through the socket
+    Segment mSegments[2];
+    Segment* mCurrent = &mSegments[0];       // of the last read
     XcbReply<xcb_get_image_reply_t> mImage;  // what the last copied read gave
 };
 
