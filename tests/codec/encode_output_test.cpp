@@ -114,7 +114,7 @@ TEST_F(EncodeOutput, NoDataOrASizeThatIsNone) {
     EXPECT_TRUE(deliveredUnits().empty());
     GetEncodedDataOnly(nullptr, bytes.data(), 0, nullptr);
     GetEncodedDataOnly(nullptr, bytes.data(), 4, nullptr);
-    EXPECT_EQ(zem::test::deliveredHeaders(), (Units{"0123"}));
+    EXPECT_EQ(zem::test::delivered(zem::test::HandedOff::kHeader), (Units{"0123"}));
 }
 
 }  // namespace

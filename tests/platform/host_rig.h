@@ -19,6 +19,7 @@
 
 #include "platform/linux/omx_host/omx_host.h"
 #include "tests/support/scripted_component.h"
+#include "tests/support/waiting.h"
 
 namespace zem::test {
 
@@ -100,14 +101,6 @@ class Recorder final : public android::BnOMXObserver {
     std::condition_variable mArrived;
     std::deque<omx_message> mMessages;  // guarded by mMutex; those not yet taken
 };
-
-/// Waits, boundedly, until `done`.
-inline bool eventually(const std::function<bool()>& done) {
-    for (int tries = 0; tries < 10000 && !done(); ++tries) {
-        usleep(1000);
-    }
-    return done();
-}
 
 struct NodeClient {
     NodeClient(const sp<IOMX>& host, const char* component) : omx(host), name(component) {}
