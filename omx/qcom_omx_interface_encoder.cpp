@@ -9,8 +9,6 @@
 #include "omx/omx_parameter.h"
 #include "omx/result_codes.h"
 
-using android::status_t;
-
 QcomOmxInterfaceEncoder::QcomOmxInterfaceEncoder(int hardwareBase) {
     mHardwareBase = hardwareBase;
     mHoldQueueWhileFilling = false;

@@ -240,6 +240,35 @@ TEST(Aac, DamageIsSurvived) {
     EXPECT_EQ(client.pcm().nChannels, 2U);
 }
 
+// A unit with a header of its own, which says 48000 Hz and one channel.
+Bytes selfDescribed(Bytes unit) {
+    const size_t size = unit.size() + 7;
+    const auto low = [](size_t bits) { return static_cast<uint8_t>(bits); };
+    unit.insert(unit.begin(),
+                {0xFF, 0xF1, 0x4C, low(0x40 | size >> 11), low(size >> 3), low(size << 5 | 0x1F), 0xFC});
+    return unit;
+}
+
+TEST(Aac, OneUnitChangesNoFormatTwoDo) {
+    const Format stereo{44100, 2};
+    const Format mono{48000, 1};
+    const Packets units = packetsOf(encoded(stereo, tone(stereo, 4096)), 1, true);
+    const Bytes other = selfDescribed(packetsOf(encoded(mono, tone(mono, 4096)), 1, false)[2]);
+    AacClient client(kDecoder, stereo);
+    client.start();
+    for (const Bytes& unit : {units[0], other, units[1], other, units[2]}) {
+        client.send(unit);
+    }
+    EXPECT_EQ(client.finish().size(), 4U) << "three of the stream's, and the end";
+    EXPECT_EQ(client.changes, 0);
+    client.send(other);
+    client.send(other);
+    client.finish();
+    EXPECT_EQ(client.changes, 1);
+    EXPECT_EQ(client.pcm().nChannels, 1U);
+    EXPECT_EQ(client.pcm().nSamplingRate, 48000U);
+}
+
 // A client that gives no outputs gets no inputs back: nothing piles up in the codec.
 TEST(Aac, InputsWaitForOutputs) {
     const Format format{44100, 2};
