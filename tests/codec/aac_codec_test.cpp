@@ -3,7 +3,6 @@
 // that overruns the component's buffer, output that is torn, lost or delivered twice.
 #include <gtest/gtest.h>
 
-#include "codec/aac_output.h"
 #include "codec/omx_aac_decoder.h"
 #include "codec/omx_aac_encoder.h"
 #include "tests/codec/component_fixture.h"
@@ -185,29 +184,6 @@ TEST_F(AacCodecTest, ComponentThatCannotBeStarted) {
             EXPECT_EQ(mOmx->liveNodes(), 0);
             forgetLog();
         }
-    }
-}
-
-TEST(AacOutput, GathersBelowTheCapacityAndHandsOnTheRest) {
-    for (const auto handler : {GetAudEncodedData2, GetAudDecodedData2}) {
-        unsigned char buffer[100];
-        codecUserData record;
-        record.outputBuffer = buffer;
-        record.outputCapacity = 100;
-        forgetDeliveries();
-        std::string unit(60, 'u');
-        const auto put = [&](unsigned size) { handler(nullptr, unit.data(), size, &record); };
-        put(60);
-        put(39);
-        EXPECT_EQ(record.outputUsed, 99);
-        put(1);
-        EXPECT_EQ(record.outputUsed, 1) << "from the start when the end would be reached";
-        put(0);
-        record.outputCapacity = 60;
-        put(60);
-        EXPECT_EQ(record.outputUsed, 1);
-        EXPECT_EQ(delivered(HandedOff::kSound), std::vector<std::string>{unit});
-        EXPECT_EQ(record.outputCount, 4U);
     }
 }
 

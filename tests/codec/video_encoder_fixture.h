@@ -13,10 +13,10 @@ constexpr uint8_t kPixel[] = {200, 30, 90, 255};
 constexpr uint8_t kNv12Luma = 67, kNv12First = 144, kNv12Second = 203;
 constexpr uint8_t kPlanarLuma = 88, kPlanarU = 129, kPlanarV = 208;
 
-/// `pixels` pixels of that colour, exactly as many.
-inline std::vector<uint8_t> uniformPixels(size_t pixels) {
+/// Pixels of that colour, exactly as many.
+inline std::vector<uint8_t> uniformPixels(int width, int height = 1) {
     std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < pixels; ++i) {
+    for (int i = 0; i < width * height; ++i) {
         bytes.insert(bytes.end(), kPixel, kPixel + sizeof kPixel);
     }
     return bytes;
@@ -47,7 +47,7 @@ class VideoEncoderTest : public ComponentTest {
         EXPECT_EQ(out, 0x5A) << "the caller's buffer is not the encoder's";
         return result;
     }
-    int encode() { return encode(uniformPixels(32 * 16), 32); }
+    int encode() { return encode(uniformPixels(32, 16), 32); }
     /// Every frame brings an output of this text and its number, the end of the stream "tail".
     void answerWith(const std::string& text) {
         auto* const omx = mOmx.get();

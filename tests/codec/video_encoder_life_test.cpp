@@ -52,7 +52,7 @@ TEST_F(VideoEncoderLife, WhatOpenRefuses) {
     }
     EXPECT_EQ(mEncoder->open(2, 32, 16, 1, 1, 1, false), 1);
     EXPECT_EQ(mEncoder->open(1, 64, 64, 1, 1, 1, false), 0) << "an object starts a component once";
-    EXPECT_EQ(mEncoder->encode(nullptr, 0, uniformPixels(64 * 64).data(), 64), -1);
+    EXPECT_EQ(mEncoder->encode(nullptr, 0, uniformPixels(64, 64).data(), 64), -1);
     EXPECT_EQ(mOmx->callCount("allocateNode"), 1);
 }
 

@@ -59,10 +59,10 @@ class Recorder final : public android::BnOMXObserver {
             hook(msg);
         }
     }
-    /// Takes the next message, waiting for it; false when none comes within 10 s.
+    /// Takes the next message, waiting for it; false when none comes.
     bool next(omx_message* msg) {
         std::unique_lock<std::mutex> lock(mMutex);
-        if (!mArrived.wait_for(lock, std::chrono::seconds(10), [this] { return !mMessages.empty(); })) {
+        if (!mArrived.wait_for(lock, kSoon, [this] { return !mMessages.empty(); })) {
             return false;
         }
         *msg = mMessages.front();
