@@ -74,8 +74,9 @@ Bytes bytesOf(const std::vector<Output>& outputs) {
 Bytes tone(const Format& format, size_t samples) {
     Samples pcm;
     for (size_t i = 0; i < samples * format.channels; i++) {
-        const double turns = static_cast<double>(i / format.channels) * (440 + 220.0 * (i % format.channels));
-        pcm.push_back(static_cast<int16_t>(12000 * std::sin(2 * M_PI * turns / format.rate)));
+        const size_t turns = i / format.channels * (440 + 220 * (i % format.channels));
+        pcm.push_back(
+            static_cast<int16_t>(12000 * std::sin(2 * M_PI * static_cast<double>(turns) / format.rate)));
     }
     Bytes bytes(pcm.size() * sizeof(int16_t));
     memcpy(bytes.data(), pcm.data(), bytes.size());
@@ -89,7 +90,7 @@ std::vector<Output> encode(AacClient& client, const Bytes& pcm, size_t piece = 4
         const auto* from = pcm.data() + at;
         const Format timing{format.nSamplingRate, 0};
         client.send({from, from + std::min(piece, pcm.size() - at)},
-                    timing.after(1000, at / (2 * format.nChannels)));
+                    timing.after(1000, at / (size_t{2} * format.nChannels)));
     }
     return client.finish(77);
 }
@@ -138,17 +139,17 @@ constexpr size_t kPadding = 1024 - 300;
 TEST(Aac, ToneComesBackOnEveryChip) {
     const struct {
         const char* profile;
+        size_t group;
         Format format, expected;
         OMX_U32 bitRate;
-        size_t group;
         bool configured;
     } cases[] = {
-        {"qcom", {44100, 2}, {44100, 2}, 0, 1, true},
-        {"qcom-tiled", {48000, 1}, {48000, 1}, 96000, 3, true},
-        {"sec", {44100, 2}, {44100, 2}, 128000, 9, false},
-        {"exynos", {8000, 1}, {8000, 1}, 500000, 2, false},
-        {"tarn", {96000, 2}, {44100, 1}, 320000, 7, true},
-        {"qcom", {7350, 1}, {48000, 2}, 0, 1, true},
+        {"qcom", 1, {44100, 2}, {44100, 2}, 0, true},
+        {"qcom-tiled", 3, {48000, 1}, {48000, 1}, 96000, true},
+        {"sec", 9, {44100, 2}, {44100, 2}, 128000, false},
+        {"exynos", 2, {8000, 1}, {8000, 1}, 500000, false},
+        {"tarn", 7, {96000, 2}, {44100, 1}, 320000, true},
+        {"qcom", 1, {7350, 1}, {48000, 2}, 0, true},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.profile << " " << c.format.rate);

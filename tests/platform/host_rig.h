@@ -72,7 +72,7 @@ class Recorder final : public android::BnOMXObserver {
     /// The next `count` messages as readable lines; fewer when they do not come.
     Lines take(size_t count) {
         Lines lines;
-        for (omx_message msg; lines.size() < count && next(&msg);) {
+        for (omx_message msg{}; lines.size() < count && next(&msg);) {
             lines.push_back(text(msg));
         }
         return lines;
