@@ -112,7 +112,7 @@ TEST(SoundBlocks, KeepAPauseOf190MillisecondsAndCutALongerOneShort) {
         blocks.add(data, size, [&heard](const uint8_t*) { ++heard; });
         return heard;
     };
-    EXPECT_EQ(heardOf(nullptr, 20 * 4096), 0) << "nothing has played yet";
+    EXPECT_EQ(heardOf(nullptr, size_t{20} * 4096), 0) << "nothing has played yet";
     for (const size_t pause : {8, 20, 9, 7}) {
         EXPECT_EQ(heardOf(sound.data(), 4096), 1);
         EXPECT_EQ(heardOf(nullptr, pause * 4096), static_cast<int>(std::min<size_t>(pause, 8))) << pause;

@@ -30,7 +30,7 @@ TEST_F(OmxTeardown, LegalInEveryStateAndNoThreadStays) {
         EXPECT_EQ(2, hostThreads());
         EXPECT_EQ(OK, omx->freeNode(node));
         EXPECT_NE(OK, omx->freeNode(node));
-        EXPECT_TRUE(eventually([] { return hostThreads() == 0; }))
+        ASSERT_TRUE(eventually([] { return hostThreads() == 0; }))
             << "one that was joined is still listed for a moment";
         node = 0;
     }
