@@ -4,11 +4,11 @@
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "codec/component_life.h"
 #include "codec/decode_driver.h"
 #include "codec/driver_handle.h"
 #include "codec/end_of_input.h"
 #include "codec/input_semaphore.h"
-#include "codec/start_component.h"
 #include "omx/audio_enc_params.h"
 #include "omx/result_codes.h"
 
@@ -148,11 +148,5 @@ int omxt_aud_decode_send_end(void* handle, int timestamp) {
 }
 
 int omxt_aud_decode_deinit(void* handle, bool flag) {
-    const int result = omx_interface_deinit(handle, flag);
-    if (handle == nullptr) {
-        return result;  // a codec without a component holds no share in the input semaphore
-    }
-    omx_interface_destroy(handle);
-    zem::audioInputSemaphore().release();
-    return result;
+    return zem::endComponent(handle, flag, zem::audioInputSemaphore());
 }

@@ -2,10 +2,10 @@
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "codec/component_life.h"
 #include "codec/driver_handle.h"
 #include "codec/end_of_input.h"
 #include "codec/input_semaphore.h"
-#include "codec/start_component.h"
 #include "omx/decoder_params.h"
 #include "omx/result_codes.h"
 
@@ -87,11 +87,5 @@ int omxt_decode_send_end(void* handle, int timestamp) {
 }
 
 int omxt_decode_deinit(void* handle, bool flag) {
-    const int result = omx_interface_deinit(handle, flag);
-    if (handle == nullptr) {
-        return result;  // a codec without a component holds no share in the input semaphore
-    }
-    omx_interface_destroy(handle);
-    zem::videoInputSemaphore().release();
-    return result;
+    return zem::endComponent(handle, flag, zem::videoInputSemaphore());
 }

@@ -5,9 +5,9 @@
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "codec/component_life.h"
 #include "codec/driver_handle.h"
 #include "codec/input_semaphore.h"
-#include "codec/start_component.h"
 #include "omx/encoder_params.h"
 #include "omx/hardware_base.h"
 #include "omx/result_codes.h"

@@ -101,50 +101,38 @@ int QcomOmxInterfaceAudioEnc::setupPortEncodingType(int port, int /*audioFormat*
 int QcomOmxInterfaceAudioEnc::setupAudioPCMProfile(int port, int channels, int bitsPerSample,
                                                    int sampleRate) {
     LOGE("setupAudioPCMProfile is called");
-    auto pcm = parameterOf<OMX_AUDIO_PARAM_PCMMODETYPE>(port);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamAudioPcm, &pcm, sizeof pcm);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR get PCM Profile : %d", status);
-        return OMX_RESULT_GET_BITRATE;
-    }
-    pcm.nChannels = static_cast<OMX_U32>(channels);
-    pcm.eNumData = OMX_NumericalDataSigned;
-    pcm.bInterleaved = OMX_TRUE;
-    pcm.nBitPerSample = static_cast<OMX_U32>(bitsPerSample);
-    pcm.nSamplingRate = static_cast<OMX_U32>(sampleRate);
-    pcm.ePCMMode = OMX_AUDIO_PCMModeLinear;
-    status = mOmx->setParameter(mNode, OMX_IndexParamAudioPcm, &pcm, sizeof pcm);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR set PCM Profile : %d", status);
-        return OMX_RESULT_SET_BITRATE;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_AUDIO_PARAM_PCMMODETYPE>(
+        *mOmx, mNode, OMX_IndexParamAudioPcm, port,
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR get PCM Profile : ", OMX_RESULT_GET_BITRATE},
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR set PCM Profile : ", OMX_RESULT_SET_BITRATE},
+        [=](OMX_AUDIO_PARAM_PCMMODETYPE& pcm) {
+            pcm.nChannels = static_cast<OMX_U32>(channels);
+            pcm.eNumData = OMX_NumericalDataSigned;
+            pcm.bInterleaved = OMX_TRUE;
+            pcm.nBitPerSample = static_cast<OMX_U32>(bitsPerSample);
+            pcm.nSamplingRate = static_cast<OMX_U32>(sampleRate);
+            pcm.ePCMMode = OMX_AUDIO_PCMModeLinear;
+        });
 }
 
 int QcomOmxInterfaceAudioEnc::setupAudioAACProfile(int port, int channels, int bitRate, int sampleRate) {
     LOGE("setupAudioAACProfile is called");
-    auto aac = parameterOf<OMX_AUDIO_PARAM_AACPROFILETYPE>(port);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamAudioAac, &aac, sizeof aac);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR get AAC Profile : %d", status);
-        return OMX_RESULT_GET_BITRATE;
-    }
-    aac.nChannels = static_cast<OMX_U32>(channels);
-    aac.nSampleRate = static_cast<OMX_U32>(sampleRate);
-    aac.nBitRate = static_cast<OMX_U32>(bitRate);
-    aac.nAudioBandWidth = 0;
-    aac.nFrameLength = 0;
-    aac.nAACtools = 0;
-    aac.nAACERtools = 0;
-    aac.eAACProfile = OMX_AUDIO_AACObjectLC;
-    aac.eAACStreamFormat = OMX_AUDIO_AACStreamFormatMP4FF;
-    aac.eChannelMode = channels == 1 ? OMX_AUDIO_ChannelModeMono : OMX_AUDIO_ChannelModeStereo;
-    status = mOmx->setParameter(mNode, OMX_IndexParamAudioAac, &aac, sizeof aac);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR set AAC Profile : %d", status);
-        return OMX_RESULT_SET_BITRATE;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_AUDIO_PARAM_AACPROFILETYPE>(
+        *mOmx, mNode, OMX_IndexParamAudioAac, port,
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR get AAC Profile : ", OMX_RESULT_GET_BITRATE},
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR set AAC Profile : ", OMX_RESULT_SET_BITRATE},
+        [=](OMX_AUDIO_PARAM_AACPROFILETYPE& aac) {
+            aac.nChannels = static_cast<OMX_U32>(channels);
+            aac.nSampleRate = static_cast<OMX_U32>(sampleRate);
+            aac.nBitRate = static_cast<OMX_U32>(bitRate);
+            aac.nAudioBandWidth = 0;
+            aac.nFrameLength = 0;
+            aac.nAACtools = 0;
+            aac.nAACERtools = 0;
+            aac.eAACProfile = OMX_AUDIO_AACObjectLC;
+            aac.eAACStreamFormat = OMX_AUDIO_AACStreamFormatMP4FF;
+            aac.eChannelMode = channels == 1 ? OMX_AUDIO_ChannelModeMono : OMX_AUDIO_ChannelModeStereo;
+        });
 }
 
 int QcomOmxInterfaceAudioDec::setupPortParamsForAacDec() {
@@ -178,35 +166,23 @@ int QcomOmxInterfaceAudioDec::setupPortParamsForAacDec() {
 }
 
 int QcomOmxInterfaceAudioDec::setupAudioProfile(int channels, int bitsPerSample, int sampleRate) {
-    auto pcm = parameterOf<OMX_AUDIO_PARAM_PCMMODETYPE>(kOutputPort);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamAudioPcm, &pcm, sizeof pcm);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR getting bitrate parameters: %d", status);
-        return OMX_RESULT_GET_BITRATE;
-    }
-    pcm.nChannels = static_cast<OMX_U32>(channels);
-    pcm.nBitPerSample = static_cast<OMX_U32>(bitsPerSample);
-    pcm.nSamplingRate = static_cast<OMX_U32>(sampleRate);
-    status = mOmx->setParameter(mNode, OMX_IndexParamAudioPcm, &pcm, sizeof pcm);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR setting bitrate parameters: %d", status);
-        return OMX_RESULT_SET_BITRATE;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_AUDIO_PARAM_PCMMODETYPE>(
+        *mOmx, mNode, OMX_IndexParamAudioPcm, kOutputPort,
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR getting bitrate parameters: ", OMX_RESULT_GET_BITRATE},
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR setting bitrate parameters: ", OMX_RESULT_SET_BITRATE},
+        [=](OMX_AUDIO_PARAM_PCMMODETYPE& pcm) {
+            pcm.nChannels = static_cast<OMX_U32>(channels);
+            pcm.nBitPerSample = static_cast<OMX_U32>(bitsPerSample);
+            pcm.nSamplingRate = static_cast<OMX_U32>(sampleRate);
+        });
 }
 
 int QcomOmxInterfaceAudioDec::setupPortEncodingType(int port, int audioFormat) {
-    auto format = parameterOf<OMX_AUDIO_PARAM_PORTFORMATTYPE>(port);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamAudioPortFormat, &format, sizeof format);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: %d", status);
-        return OMX_RESULT_GET_PORT;
-    }
-    format.eEncoding = static_cast<OMX_AUDIO_CODINGTYPE>(audioFormat);
-    status = mOmx->setParameter(mNode, OMX_IndexParamAudioPortFormat, &format, sizeof format);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: %d", status);
-        return OMX_RESULT_SET_PORT;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_AUDIO_PARAM_PORTFORMATTYPE>(
+        *mOmx, mNode, OMX_IndexParamAudioPortFormat, port,
+        {"QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: ", OMX_RESULT_GET_PORT},
+        {"QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: ", OMX_RESULT_SET_PORT},
+        [=](OMX_AUDIO_PARAM_PORTFORMATTYPE& format) {
+            format.eEncoding = static_cast<OMX_AUDIO_CODINGTYPE>(audioFormat);
+        });
 }

@@ -99,6 +99,11 @@ int QcomOmxInterface::setupIOMXConnections() {
     return OMX_RESULT_OK;
 }
 
+int QcomOmxInterface::connectTo(const char* name) {
+    mComponentName = name;
+    return setupIOMXConnections();
+}
+
 int QcomOmxInterface::init() {
     int result = startOutputThread();
     if (result == OMX_RESULT_OK) {

@@ -77,19 +77,13 @@ int QcomOmxInterfaceDecoder::setInputCompressionFormat(int format) {
 
 // The texts speak of a bit rate, which nothing here sets: log readers in the field know them so.
 int QcomOmxInterfaceDecoder::setupPortDef(int port) {
-    auto definition = zem::preparedParameter<OMX_PARAM_PORTDEFINITIONTYPE>(static_cast<OMX_U32>(port));
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: %d", status);
-        return OMX_RESULT_GET_PORT;
-    }
-    if (port == kOutputPort) {
-        definition.nBufferCountActual = kOutputBuffers;
-    }
-    status = mOmx->setParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: %d", status);
-        return OMX_RESULT_SET_PORT;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_PARAM_PORTDEFINITIONTYPE>(
+        *mOmx, mNode, OMX_IndexParamPortDefinition, port,
+        {"QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: ", OMX_RESULT_GET_PORT},
+        {"QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: ", OMX_RESULT_SET_PORT},
+        [=](OMX_PARAM_PORTDEFINITIONTYPE& definition) {
+            if (port == kOutputPort) {
+                definition.nBufferCountActual = kOutputBuffers;
+            }
+        });
 }

@@ -68,8 +68,10 @@ class QcomOmxInterface : public QcOmxCodecObserverDelegate {
     /// As above with an interface of its own; leaves neither node nor thread behind.
     static bool OmxComponentCanBeAcquired(const char* name, int& result);
     static bool OmxComponentCanBeAcquired(const char* name);
-    /// Allocates the node of the component named at creation: 0, 3, 4, 5 or 6.
+    /// Allocates the node of the component that is named: 0, 3, 4, 5 or 6.
     int setupIOMXConnections();
+    /// As above of the component `name`, which must outlive the object.
+    int connectTo(const char* name);
     /// The connected service; null before acquireOmxFromMediaPlayer().
     const android::sp<android::IOMX>& omx() const { return mOmx; }
 

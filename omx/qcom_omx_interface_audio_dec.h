@@ -22,4 +22,7 @@ class QcomOmxInterfaceAudioDec : public QcomOmxEventInterface {
     int setupAudioProfile(int channels, int bitsPerSample, int sampleRate);
     /// A port's coding, an OMX_AUDIO_CODINGTYPE; Create() does not ask for it. 0, 13 or 14.
     int setupPortEncodingType(int port, int audioFormat);
+
+  private:
+    bool configure(const audioEncParams& params);
 };

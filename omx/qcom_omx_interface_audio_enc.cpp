@@ -2,10 +2,8 @@
 
 #include <OMX_Audio.h>
 
-#include <memory>
-#include <new>
-
 #include "base/log.h"
+#include "omx/create_audio_component.h"
 #include "omx/result_codes.h"
 
 QcomOmxInterfaceAudioEnc::QcomOmxInterfaceAudioEnc() {
@@ -19,31 +17,18 @@ QcomOmxInterfaceAudioEnc::~QcomOmxInterfaceAudioEnc() {
 }
 
 int QcomOmxInterfaceAudioEnc::Create(QcomOmxInterfaceAudioEnc** encoder, audioEncParams* params) {
-    *encoder = nullptr;
-    std::unique_ptr<QcomOmxInterfaceAudioEnc> created(new (std::nothrow) QcomOmxInterfaceAudioEnc);
-    if (created == nullptr) {
-        return OMX_RESULT_NO_INTERFACE;
-    }
-    if (params == nullptr) {
-        *encoder = created.release();
-        return OMX_RESULT_BAD_PARAMETERS;
-    }
-    if (params->componentName != nullptr) {
-        created->mComponentName = params->componentName;
-    }
-    const int connected = created->setupIOMXConnections();
-    if (connected != OMX_RESULT_OK) {
-        return connected;
-    }
-    if (!created->configure(*params)) {
-        LOGE("QCOMOMXINTERFACE - [ENC] Init: failed to setup params! (audio)");
-        return OMX_RESULT_OK;
-    }
-    *encoder = created.release();
-    return OMX_RESULT_OK;
+    return zem::createAudioComponent(encoder, params, &QcomOmxInterfaceAudioEnc::configure);
 }
 
 bool QcomOmxInterfaceAudioEnc::configure(const audioEncParams& params) {
+    const bool done = configurePorts(params);
+    if (!done) {
+        LOGE("QCOMOMXINTERFACE - [ENC] Init: failed to setup params! (audio)");
+    }
+    return done;
+}
+
+bool QcomOmxInterfaceAudioEnc::configurePorts(const audioEncParams& params) {
     LOGE("QCOMOMXINTERFACE - ENCODER CREATE: SETUP INPUT PORT PARAMS (%d, %d, %d, %d)", params.channels,
          params.bitRate, params.sampleRate, params.bitsPerSample);
     if (setupPortParamsForAudio(kInputPort, OMX_AUDIO_CodingPCM) != OMX_RESULT_OK) {

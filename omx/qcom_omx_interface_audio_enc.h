@@ -27,4 +27,5 @@ class QcomOmxInterfaceAudioEnc : public QcomOmxInterface {
 
   private:
     bool configure(const audioEncParams& params);
+    bool configurePorts(const audioEncParams& params);
 };

@@ -37,10 +37,7 @@ int QcomOmxInterfaceDecoder::Create(QcomOmxInterfaceDecoder** decoder, decoderPa
     if (created == nullptr) {
         return OMX_RESULT_NO_INTERFACE;
     }
-    if (params->componentName != nullptr) {
-        created->mComponentName = params->componentName;
-    }
-    const int connected = created->setupIOMXConnections();
+    const int connected = created->connectTo(params->componentName);
     if (connected != OMX_RESULT_OK) {
         return connected;
     }

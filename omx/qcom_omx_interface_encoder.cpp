@@ -9,8 +9,6 @@
 #include "omx/omx_parameter.h"
 #include "omx/result_codes.h"
 
-using android::status_t;
-
 QcomOmxInterfaceEncoder::QcomOmxInterfaceEncoder(int hardwareBase) {
     mHardwareBase = hardwareBase;
     mHoldQueueWhileFilling = false;
@@ -31,12 +29,9 @@ int QcomOmxInterfaceEncoder::Create(QcomOmxInterfaceEncoder** encoder, encoderPa
     if (created == nullptr) {
         return OMX_RESULT_NO_INTERFACE;
     }
-    if (params->componentName != nullptr) {
-        created->mComponentName = params->componentName;
-    }
     LOGI("video enc param [%d, %d, %d, %d, %d, %d]", params->width, params->height, params->frameRate,
          params->controlRate, params->bitRate, params->iFrameInterval);
-    int result = created->setupIOMXConnections();
+    int result = created->connectTo(params->componentName);
     if (result != OMX_RESULT_OK) {
         return result;
     }
@@ -71,40 +66,28 @@ int QcomOmxInterfaceEncoder::configure(const encoderParams& params) {
 
 int QcomOmxInterfaceEncoder::setupPortBitRate(int port, int bitRate, int width, int height,
                                               int hardwareBase) {
-    auto definition = zem::preparedParameter<OMX_PARAM_PORTDEFINITIONTYPE>(static_cast<OMX_U32>(port));
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: %d", status);
-        return OMX_RESULT_GET_PORT;
-    }
-    definition.format.video.nBitrate = static_cast<OMX_U32>(bitRate);
-    if (hardwareBase == HW_BASE_EXYNOS) {
-        // Half of an uncompressed 4:2:0 frame: no unit is larger.
-        definition.nBufferSize = static_cast<OMX_U32>(int64_t{width} * height * 3 / 4);
-    }
-    status = mOmx->setParameter(mNode, OMX_IndexParamPortDefinition, &definition, sizeof definition);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: %d", status);
-        return OMX_RESULT_SET_PORT;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_PARAM_PORTDEFINITIONTYPE>(
+        *mOmx, mNode, OMX_IndexParamPortDefinition, port,
+        {"QCOMOMXINTERFACE - BITRATE: ERROR getting port definition: ", OMX_RESULT_GET_PORT},
+        {"QCOMOMXINTERFACE - BITRATE: ERROR setting port definition: ", OMX_RESULT_SET_PORT},
+        [=](OMX_PARAM_PORTDEFINITIONTYPE& definition) {
+            definition.format.video.nBitrate = static_cast<OMX_U32>(bitRate);
+            if (hardwareBase == HW_BASE_EXYNOS) {
+                // Half of an uncompressed 4:2:0 frame: no unit is larger.
+                definition.nBufferSize = static_cast<OMX_U32>(int64_t{width} * height * 3 / 4);
+            }
+        });
 }
 
 int QcomOmxInterfaceEncoder::setupRateControl(int controlRate, int bitRate) {
-    auto parameter = zem::preparedParameter<OMX_VIDEO_PARAM_BITRATETYPE>(kOutputPort);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamVideoBitrate, &parameter, sizeof parameter);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR getting bitrate parameters: %d", status);
-        return OMX_RESULT_GET_BITRATE;
-    }
-    parameter.eControlRate = static_cast<OMX_VIDEO_CONTROLRATETYPE>(controlRate);
-    parameter.nTargetBitrate = static_cast<OMX_U32>(bitRate);
-    status = mOmx->setParameter(mNode, OMX_IndexParamVideoBitrate, &parameter, sizeof parameter);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR setting bitrate parameters: %d", status);
-        return OMX_RESULT_SET_BITRATE;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_VIDEO_PARAM_BITRATETYPE>(
+        *mOmx, mNode, OMX_IndexParamVideoBitrate, kOutputPort,
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR getting bitrate parameters: ", OMX_RESULT_GET_BITRATE},
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR setting bitrate parameters: ", OMX_RESULT_SET_BITRATE},
+        [=](OMX_VIDEO_PARAM_BITRATETYPE& rate) {
+            rate.eControlRate = static_cast<OMX_VIDEO_CONTROLRATETYPE>(controlRate);
+            rate.nTargetBitrate = static_cast<OMX_U32>(bitRate);
+        });
 }
 
 namespace {
@@ -130,23 +113,17 @@ void restrictCodingTools(OMX_VIDEO_PARAM_AVCTYPE& avc) {
 }  // namespace
 
 int QcomOmxInterfaceEncoder::setupFrameControl(int iFrameInterval, int hardwareBase) {
-    auto avc = zem::preparedParameter<OMX_VIDEO_PARAM_AVCTYPE>(kOutputPort);
-    status_t status = mOmx->getParameter(mNode, OMX_IndexParamVideoAvc, &avc, sizeof avc);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - RATE CONTROL: ERROR getting video avc parameters: %d", status);
-        return OMX_RESULT_GET_BITRATE;
-    }
-    if ((hardwareBase & HW_FAMILY_SAMSUNG) != 0) {
-        restrictCodingTools(avc);
-    }
-    avc.nPFrames = static_cast<OMX_U32>(iFrameInterval);
-    avc.nBFrames = 0;
-    status = mOmx->setParameter(mNode, OMX_IndexParamVideoAvc, &avc, sizeof avc);
-    if (status != android::OK) {
-        LOGE("QCOMOMXINTERFACE - setupFrameControl: ERROR : %d", status);
-        return OMX_RESULT_APPLICATION;
-    }
-    return OMX_RESULT_OK;
+    return zem::changeParameter<OMX_VIDEO_PARAM_AVCTYPE>(
+        *mOmx, mNode, OMX_IndexParamVideoAvc, kOutputPort,
+        {"QCOMOMXINTERFACE - RATE CONTROL: ERROR getting video avc parameters: ", OMX_RESULT_GET_BITRATE},
+        {"QCOMOMXINTERFACE - setupFrameControl: ERROR : ", OMX_RESULT_APPLICATION},
+        [=](OMX_VIDEO_PARAM_AVCTYPE& avc) {
+            if ((hardwareBase & HW_FAMILY_SAMSUNG) != 0) {
+                restrictCodingTools(avc);
+            }
+            avc.nPFrames = static_cast<OMX_U32>(iFrameInterval);
+            avc.nBFrames = 0;
+        });
 }
 
 int QcomOmxInterfaceEncoder::setupNalSize() {

@@ -12,9 +12,12 @@
 #include "audio/audio_hook_ring.h"
 #include "tests/support/fake_hook.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/waiting.h"
 
 namespace {
 
+using zem::test::eventually;
+using zem::test::expectEnd;
 using zem::test::FakeHook;
 using zem::test::logged;
 using zem::test::loggedCount;
@@ -34,14 +37,6 @@ void hear(int /*event*/, void* user, void* info) {
         EXPECT_EQ(stops->startUsingThread(hear), -1) << "a start within the callback";
     }
     --gInside;
-}
-
-template <typename Condition>
-bool soon(Condition condition) {
-    for (int i = 0; i < 10000 && !condition(); ++i) {
-        usleep(1000);
-    }
-    return condition();
 }
 
 struct HookClient : testing::Test {
@@ -90,7 +85,7 @@ TEST_F(HookClient, RefusesAStartThatCannotWork) {
     EXPECT_EQ(hook->starts, 0);
     EXPECT_EQ(client.startUsingThread(nullptr), 0);
     hook->sendBlock(bytes, 4);
-    EXPECT_TRUE(soon([] { return loggedCount("mfuncAudioHookCallback is null") == 1; }));
+    EXPECT_TRUE(eventually([] { return loggedCount("mfuncAudioHookCallback is null") == 1; }));
     EXPECT_EQ(client.start(hear), 0) << "none of that stands in the way of a later start";
 }
 
@@ -122,7 +117,7 @@ TEST_F(HookClient, HandsBlocksToItsOwnThread) {
     client.open();
     hook->early = 1;
     ASSERT_EQ(client.startUsingThread(hear), 0);
-    EXPECT_TRUE(soon([] { return gBytes == 4; })) << "sent before the start returned";
+    EXPECT_TRUE(eventually([] { return gBytes == 4; })) << "sent before the start returned";
     hook->send(1, nullptr);
     hook->send(2, bytes);
     EXPECT_EQ(loggedCount("AudioHookClient::audioHookCallback(event="), 2);
@@ -131,11 +126,11 @@ TEST_F(HookClient, HandsBlocksToItsOwnThread) {
     for (int i = 0; i < 3; ++i) {
         hook->sendBlock(bytes, 4000);
     }
-    EXPECT_TRUE(soon([] { return gBytes == 12004; }));
+    EXPECT_TRUE(eventually([] { return gBytes == 12004; }));
     EXPECT_EQ(gUser, nullptr);
     gStops = &client;
     hook->sendBlock(bytes, 4);
-    ASSERT_TRUE(soon([] { return gBytes == 12008; }));
+    ASSERT_TRUE(eventually([] { return gBytes == 12008; }));
     client.stop();
     EXPECT_EQ(gInside, 0);
     hook->sendBlock(bytes, 4096);
@@ -160,14 +155,14 @@ TEST_F(HookClient, StopsAndStartsUnderLoad) {
         for (int i = 0; i < 300; ++i) {
             gBytes = 0;
             EXPECT_EQ(client.startUsingThread(hear), 0);
-            EXPECT_TRUE(i % 3 == 0 || soon([] { return gBytes > 0; }));
+            EXPECT_TRUE(i % 3 == 0 || eventually([] { return gBytes > 0; }));
             gStops = i % 2 == 0 ? &client : nullptr;
             client.stop();
             gStops = nullptr;  // not called any more
             EXPECT_EQ(gInside, 0);
         }
     });
-    EXPECT_EQ(cycles.wait_for(std::chrono::seconds(90)), std::future_status::ready);
+    expectEnd(std::move(cycles));
     done = true;
     loud.join();
 }
@@ -208,7 +203,7 @@ TEST(HookRing, NeverTearsABlock) {
             ++pushed;
         }
     });
-    EXPECT_TRUE(soon([&pushed] { return pushed > kTwice / 4096; }));
+    EXPECT_TRUE(eventually([&pushed] { return pushed > kTwice / 4096; }));
     std::vector<int32_t> block(1024);
     for (int32_t last = 0; last < kBlocks;) {
         const int size = ring.pop(reinterpret_cast<uint8_t*>(block.data()), 4096);

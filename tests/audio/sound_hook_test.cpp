@@ -7,8 +7,10 @@
 
 #include <atomic>
 #include <future>
+#include <vector>
 
 #include "audio/audio_hook_buffer.h"
+#include "platform/linux/audio/sound_blocks.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/server.h"
 
@@ -100,6 +102,21 @@ TEST(SoundHook, LeavesSilenceOut) {
     usleep(1000000);
     EXPECT_EQ(ear.blocks, 0);
     stopAudioHook(hook);
+}
+
+TEST(SoundBlocks, KeepAPauseOf190MillisecondsAndCutALongerOneShort) {
+    zem::SoundBlocks blocks;
+    const std::vector<uint8_t> sound(4096, 1);
+    const auto heardOf = [&blocks](const uint8_t* data, size_t size) {
+        int heard = 0;
+        blocks.add(data, size, [&heard](const uint8_t*) { ++heard; });
+        return heard;
+    };
+    EXPECT_EQ(heardOf(nullptr, size_t{20} * 4096), 0) << "nothing has played yet";
+    for (const size_t pause : {8, 20, 9, 7}) {
+        EXPECT_EQ(heardOf(sound.data(), 4096), 1);
+        EXPECT_EQ(heardOf(nullptr, pause * 4096), static_cast<int>(std::min<size_t>(pause, 8))) << pause;
+    }
 }
 
 TEST(SoundHook, EndsInOrderWithoutAServer) {

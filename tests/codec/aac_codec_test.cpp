@@ -3,16 +3,9 @@
 // that overruns the component's buffer, output that is torn, lost or delivered twice.
 #include <gtest/gtest.h>
 
-#include <future>
-#include <thread>
-
-#include "codec/aac_output.h"
 #include "codec/omx_aac_decoder.h"
 #include "codec/omx_aac_encoder.h"
-#include "tests/codec/recorded_hand_off.h"
-#include "tests/support/fake_clock.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/omx_proxy.h"
+#include "tests/codec/component_fixture.h"
 
 using namespace zem::test;
 
@@ -20,23 +13,19 @@ namespace {
 
 constexpr char kEncoderName[] = "OMX.qcom.audio.encoder.aac";
 constexpr char kDecoderName[] = "OMX.qcom.audio.decoder.aac";
-constexpr auto kSoon = std::chrono::seconds(60);
 
-class AacCodecTest : public testing::Test {
+class AacCodecTest : public ComponentTest {
   protected:
     AacCodecTest() {
-        serveOmx(mOmx);
+        serve({kEncoderName, kDecoderName});
         OMX_AUDIO_PARAM_PORTFORMATTYPE format{};
         format.eEncoding = OMX_AUDIO_CodingAAC;
         mOmx->presetParameter(OMX_IndexParamAudioPortFormat, 1, format);
-        forgetLog();
-        forgetDeliveries();
     }
     ~AacCodecTest() override {
         mEncoder.reset();
         mDecoder.reset();
-        EXPECT_EQ(mOmx->liveNodes(), 0);
-        EXPECT_EQ(mOmx->liveBuffers(), 0);
+        expectNothingLeft();
     }
     void open(bool encoder) {
         mEncoder = encoder ? std::make_unique<omxAacEncoder>(nullptr) : nullptr;
@@ -67,20 +56,11 @@ class AacCodecTest : public testing::Test {
         const GatheredOutput output = common().takeGathered();
         return {reinterpret_cast<char*>(output.bytes.get()), static_cast<size_t>(output.size)};
     }
-    void awaitGathered(int bytes) {
-        for (int i = 0; i < 5000 && common().GetUsedSize() < bytes; i++) {
-            usleep(1000);
-        }
+    bool gathers(int bytes) {
+        return eventually([=] { return common().GetUsedSize() >= bytes; });
     }
-    /// Every input brings this output, and at the end none.
-    void answerWith(const std::string& text) {
-        auto* const omx = mOmx.get();
-        omx->setInputHandler([omx, text](const SentInput& input) {
-            if ((input.flags & OMX_BUFFERFLAG_EOS) == 0) {
-                omx->queueOutput({text.begin(), text.end()});
-            }
-        });
-    }
+    using ComponentTest::answerWith;
+    void answerWith(const std::string& text) { answerWith(std::vector<uint8_t>(text.begin(), text.end())); }
     /// The component keeps all input buffers.
     void exhaust() {
         mOmx->setInputHandler(nullptr);
@@ -89,23 +69,12 @@ class AacCodecTest : public testing::Test {
             EXPECT_EQ(send(), 0);
         }
     }
-    /// A call's result on a thread of its own, after `wake` was called when it had begun to wait.
-    int blockedUntil(const std::function<void()>& wake) {
-        forgetLog();
-        auto result = std::async(std::launch::async, [this] { return send(); });
-        while (loggedCount(":before ") == 0) {  // from here on outputs count for this call
-            std::this_thread::yield();
-        }
-        EXPECT_EQ(result.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
-        wake();
-        if (result.wait_for(kSoon) != std::future_status::ready) {
-            abort();  // the thread cannot be joined
-        }
-        return result.get();
+    /// What a call that has begun to wait returns when `wake` was called.
+    int sentAfter(const std::function<void()>& wake) {
+        forgetLog();  // from the line before the wait on outputs count for this call
+        return blockedUntil([this] { return send(); }, [] { return loggedCount(":before ") == 1; }, wake);
     }
 
-    FakeClock mClock;
-    const android::sp<FakeOmx> mOmx = new FakeOmx({kEncoderName, kDecoderName});
     std::unique_ptr<omxAacEncoder> mEncoder;
     std::unique_ptr<omxAacDecoder> mDecoder;
 };
@@ -125,7 +94,7 @@ TEST_F(AacCodecTest, SendsGathersAndHandsOut) {
         EXPECT_EQ(take(), "unit");
         EXPECT_EQ(common().GetUsedSize(), 0);
     }
-    EXPECT_EQ(deliveredSound().size(), 0U);
+    EXPECT_EQ(delivered(HandedOff::kSound).size(), 0U);
 }
 
 TEST_F(AacCodecTest, NoOutputInTimeIsNoFailure) {
@@ -137,7 +106,7 @@ TEST_F(AacCodecTest, NoOutputInTimeIsNoFailure) {
         EXPECT_EQ(mClock.waitsOf(500000), 1);
         EXPECT_EQ(mClock.sleepsOf(5000), encoder ? 1 : 0);
         mOmx->queueOutput({'l', 'a', 't', 'e'});  // nobody waits for it
-        awaitGathered(4);
+        EXPECT_TRUE(gathers(4));
         EXPECT_EQ(send(), 0) << "what came between the calls wakes none";
         answerWith("unit");
         EXPECT_EQ(sendPatiently(), 8);
@@ -151,14 +120,14 @@ TEST_F(AacCodecTest, InputComesBackBehindOutputs) {
     exhaust();
     const auto held = mOmx->heldBuffers(0);
     const LongWaits waits(mClock);
-    EXPECT_EQ(blockedUntil([&] {
+    EXPECT_EQ(sentAfter([&] {
                   mOmx->queueOutput({'a'});
                   mOmx->queueOutput({'b'});
                   mOmx->sendEmptied(held[0]);
               }),
               8)
         << "an output that came during the wait for a buffer counts";
-    awaitGathered(2);
+    EXPECT_TRUE(gathers(2));
     EXPECT_EQ(take(), "ab");
 }
 
@@ -169,12 +138,12 @@ TEST_F(AacCodecTest, RequestToCloseEndsEveryWait) {
         mOmx->setEmptyAnswer(Answer::kLater);
         {
             const LongWaits waits(mClock);
-            EXPECT_EQ(blockedUntil([this] { common().requestClose(); }), 0) << "for an output";
+            EXPECT_EQ(sentAfter([this] { common().requestClose(); }), 0) << "for an output";
         }
         open(encoder);
         exhaust();
         const size_t sent = mOmx->inputs().size();
-        EXPECT_EQ(blockedUntil([this] { common().requestClose(); }), 0) << "for an input buffer";
+        EXPECT_EQ(sentAfter([this] { common().requestClose(); }), 0) << "for an input buffer";
         EXPECT_EQ(mOmx->inputs().size(), sent);
         ASSERT_EQ(encoder ? mEncoder->init(1, 8000, 0) : mDecoder->init(1, 8000, 0), 1);
         mOmx->setEmptyAnswer(Answer::kLater);
@@ -201,7 +170,7 @@ TEST_F(AacCodecTest, WhatCannotBeSent) {
     EXPECT_EQ(loggedCount("8193 bytes at"), 1);
     EXPECT_EQ(sendPatiently(8192), 8192);
     exhaust();
-    blockedUntil([this] { mOmx->sendEvent(OMX_EventError, 1, 0); });
+    sentAfter([this] { mOmx->sendEvent(OMX_EventError, 1, 0); });
     EXPECT_EQ(send(), -1) << "a component that has failed";
 }
 
@@ -215,29 +184,6 @@ TEST_F(AacCodecTest, ComponentThatCannotBeStarted) {
             EXPECT_EQ(mOmx->liveNodes(), 0);
             forgetLog();
         }
-    }
-}
-
-TEST(AacOutput, GathersBelowTheCapacityAndHandsOnTheRest) {
-    for (const auto handler : {GetAudEncodedData2, GetAudDecodedData2}) {
-        unsigned char buffer[100];
-        codecUserData record;
-        record.outputBuffer = buffer;
-        record.outputCapacity = 100;
-        forgetDeliveries();
-        std::string unit(60, 'u');
-        const auto put = [&](unsigned size) { handler(nullptr, unit.data(), size, &record); };
-        put(60);
-        put(39);
-        EXPECT_EQ(record.outputUsed, 99);
-        put(1);
-        EXPECT_EQ(record.outputUsed, 1) << "from the start when the end would be reached";
-        put(0);
-        record.outputCapacity = 60;
-        put(60);
-        EXPECT_EQ(record.outputUsed, 1);
-        EXPECT_EQ(deliveredSound(), std::vector<std::string>{unit});
-        EXPECT_EQ(record.outputCount, 4U);
     }
 }
 

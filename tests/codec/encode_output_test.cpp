@@ -8,11 +8,14 @@
 #include <memory>
 #include <string>
 
+#include "codec/aac_output.h"
 #include "codec/codec_user_data.h"
 #include "tests/codec/recorded_hand_off.h"
 #include "tests/support/log_capture.h"
 
+using zem::test::delivered;
 using zem::test::deliveredUnits;
+using zem::test::HandedOff;
 using Units = std::vector<std::string>;
 
 namespace {
@@ -81,23 +84,40 @@ TEST_F(EncodeOutput, ResetInMidStream) {
     EXPECT_EQ(deliveredUnits().back(), "g") << "without a kept copy only the current one";
 }
 
+// Encoded pictures and sound of either direction gather alike.
 TEST_F(EncodeOutput, GatheringStaysInsideTheBuffer) {
+    const struct {
+        int (*handler)(void*, void*, unsigned, void*);
+        HandedOff kind;
+    } cases[] = {{GetEncodedData2, HandedOff::kUnit},
+                 {GetAudEncodedData2, HandedOff::kSound},
+                 {GetAudDecodedData2, HandedOff::kSound}};
     gatherInto(100);
-    output(std::string(60, 'a'));
-    output(std::string(60, 'b'));
-    EXPECT_EQ(mRecord.outputUsed, 60);
-    EXPECT_EQ(gathered(0, 60), std::string(60, 'b'));
-    output(std::string(39, 'c'));
-    EXPECT_EQ(gathered(60, 39), std::string(39, 'c'));
-    output("d");
-    EXPECT_EQ(mRecord.outputUsed, 1) << "99 + 1 would reach the capacity";
-    EXPECT_TRUE(deliveredUnits().empty());
-    output(std::string(100, 'e'));
-    EXPECT_EQ(deliveredUnits(), (Units{std::string(100, 'e')})) << "as large as the buffer: onward";
-    for (const int used : {-1, 5000}) {
-        mRecord.outputUsed = used;
-        output("f");
-        EXPECT_EQ(mRecord.outputUsed, 1);
+    for (const auto& [handler, kind] : cases) {
+        zem::test::forgetDeliveries();
+        mRecord.outputUsed = 0;
+        mRecord.outputCount = 0;
+        const auto put = [&, to = handler](std::string bytes) {
+            to(nullptr, bytes.data(), static_cast<unsigned>(bytes.size()), &mRecord);
+        };
+        put(std::string(60, 'a'));
+        put(std::string(60, 'b'));
+        EXPECT_EQ(mRecord.outputUsed, 60);
+        EXPECT_EQ(gathered(0, 60), std::string(60, 'b'));
+        put(std::string(39, 'c'));
+        EXPECT_EQ(gathered(60, 39), std::string(39, 'c'));
+        put("d");
+        EXPECT_EQ(mRecord.outputUsed, 1) << "99 + 1 would reach the capacity";
+        put("");
+        EXPECT_TRUE(delivered(kind).empty());
+        put(std::string(100, 'e'));
+        EXPECT_EQ(delivered(kind), (Units{std::string(100, 'e')})) << "as large as the buffer: onward";
+        for (const int used : {-1, 5000}) {
+            mRecord.outputUsed = used;
+            put("f");
+            EXPECT_EQ(mRecord.outputUsed, 1);
+        }
+        EXPECT_EQ(mRecord.outputCount, kind == HandedOff::kSound ? 7U : 0U) << "what a call waits for";
     }
     std::string bytes(99, 'g');
     GetEncodedData(nullptr, bytes.data(), 99, &mRecord);
@@ -114,7 +134,7 @@ TEST_F(EncodeOutput, NoDataOrASizeThatIsNone) {
     EXPECT_TRUE(deliveredUnits().empty());
     GetEncodedDataOnly(nullptr, bytes.data(), 0, nullptr);
     GetEncodedDataOnly(nullptr, bytes.data(), 4, nullptr);
-    EXPECT_EQ(zem::test::deliveredHeaders(), (Units{"0123"}));
+    EXPECT_EQ(delivered(HandedOff::kHeader), (Units{"0123"}));
 }
 
 }  // namespace

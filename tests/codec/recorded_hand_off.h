@@ -6,12 +6,17 @@
 
 namespace zem::test {
 
-/// The bytes of all encoded units, stream headers, decoded pictures and audio outputs, in order of
-/// delivery. Any thread.
-std::vector<std::string> deliveredUnits();
-std::vector<std::string> deliveredHeaders();
-std::vector<std::string> deliveredPictures();
-std::vector<std::string> deliveredSound();
+enum class HandedOff { kUnit, kHeader, kPicture, kSound };
+
+/// The bytes of all encoded units, stream headers, decoded pictures or audio outputs, in order of delivery.
+/// Any thread.
+std::vector<std::string> delivered(HandedOff kind);
+inline std::vector<std::string> deliveredUnits() {
+    return delivered(HandedOff::kUnit);
+}
+inline std::vector<std::string> deliveredPictures() {
+    return delivered(HandedOff::kPicture);
+}
 void forgetDeliveries();
 
 }  // namespace zem::test

@@ -1,54 +1,50 @@
 // Proves the decoder's life as the session leads it: chips, packets, close and open again, every call to
-// the component refused once. Would catch a wrong handler, stride or port for a chip, a packet logged past
-// its end, a component, buffer or picture left behind, and a close that waits for a decode that waits for
-// it.
+// the component refused once, waits for one that misbehaves, and how a stream is cut into units. Would catch
+// a wrong handler, stride or port for a chip, a packet logged past its end, lost or sent twice, a component,
+// buffer or picture left behind, a wait that never ends, a close that waits for a decode that waits for it,
+// and a unit cut at the wrong byte or overrunning its buffer.
 #include "codec/omx_mpeg_video_decoder.h"
 
-#include <gtest/gtest.h>
+#include <climits>
+#include <random>
 
-#include <future>
-#include <thread>
-
+#include "codec/decode_driver.h"
 #include "codec/decode_output.h"
+#include "codec/h264_stream.h"
+#include "codec/input_semaphore.h"
 #include "color/tiled_nv12.h"
+#include "tests/codec/component_fixture.h"
 #include "tests/codec/decoded_picture.h"
 #include "tests/codec/fake_identification.h"
-#include "tests/codec/recorded_hand_off.h"
-#include "tests/support/fake_clock.h"
 #include "tests/support/guarded_buffer.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/omx_proxy.h"
 
 using namespace zem::test;
 
 namespace {
 
 constexpr char kQcomName[] = "OMX.qcom.video.decoder.avc";
-constexpr auto kSoon = std::chrono::seconds(60);
 
-// Opens what the record says.
+// Opens the record and what is behind the wrapper.
 class OpenDecoder : public omxMpegVideoDecoder {
   public:
     explicit OpenDecoder(const char* name) : omxMpegVideoDecoder(name) {}
+    using omxCodecCommon::mHandle;
     using omxCodecCommon::mUserData;
 };
 
-class VideoDecoderTest : public testing::Test {
+class VideoDecoderTest : public ComponentTest {
   protected:
     VideoDecoderTest() { useChip("8974", nullptr, kQcomName); }
     ~VideoDecoderTest() override {
         mDecoder.reset();
-        expectNothingLeft();
+        expectNoDecoderLeft();
     }
 
     void useChip(const char* buildId, const char* cpuInfo, const char* component) {
         mDecoder.reset();
         setIdentification(buildId, cpuInfo);
-        mOmx = new FakeOmx({"OMX.google.h264.avc.dec", component});
+        serve({"OMX.google.h264.avc.dec", component});
         mOmx->setBuffers(1, 2, 90000);
-        serveOmx(mOmx);
-        forgetDeliveries();
-        forgetLog();
     }
     int open(int width = 70, int height = 48) {
         mDecoder = std::make_unique<OpenDecoder>(nullptr);
@@ -62,30 +58,23 @@ class VideoDecoderTest : public testing::Test {
         GuardedBuffer packet(bytes);
         return mDecoder->decode(packet.data(), static_cast<int>(size));
     }
-    // Every packet brings this picture, the end of the stream none.
-    void answerWith(const std::vector<uint8_t>& picture) {
-        auto* const omx = mOmx.get();  // not a reference: the handler is part of it
-        omx->setInputHandler([omx, picture](const SentInput& input) {
-            if ((input.flags & OMX_BUFFERFLAG_EOS) == 0) {
-                omx->queueOutput(picture);
-            }
-        });
+    // Takes both input buffers away, as a component that stopped working does; they are what it gives.
+    std::vector<android::IOMX::buffer_id> exhaust() {
+        mOmx->setEmptyAnswer(Answer::kNever);
+        EXPECT_EQ(decode() + decode(), 0);
+        return mOmx->heldBuffers(0);
     }
-    static bool eventually(const std::function<bool()>& condition) {
-        for (int i = 0; i < 20000 && !condition(); i++) {
-            usleep(500);
-        }
-        return condition();
+    // A decode's result, after `wake` was called when it waited on and on.
+    int decodedAfter(const std::function<void()>& wake) {
+        mClock.forget();
+        return blockedUntil([this] { return decode(); }, [this] { return mClock.waitsOf(500000) > 2; }, wake);
     }
-    void expectNothingLeft() {
-        EXPECT_EQ(mOmx->liveNodes(), 0);
-        EXPECT_EQ(mOmx->liveBuffers(), 0);
+    void expectNoDecoderLeft() {
+        expectNothingLeft();
         EXPECT_EQ(gConverterForDecoder, nullptr);
         EXPECT_EQ(gConvBuffForDecoder, nullptr);
     }
 
-    FakeClock mClock;
-    android::sp<FakeOmx> mOmx;
     std::unique_ptr<OpenDecoder> mDecoder;
 };
 
@@ -170,26 +159,56 @@ TEST_F(VideoDecoderTest, CloseSendsTheEndAndOpenStartsAgain) {
     EXPECT_EQ(mOmx->liveNodes(), 1);
 }
 
-TEST_F(VideoDecoderTest, CloseRequestFreesABlockedDecode) {
+TEST_F(VideoDecoderTest, WaitsForABufferUntilSomethingEndsIt) {
     ASSERT_EQ(open(), 1);
-    mOmx->setEmptyAnswer(Answer::kNever);
-    ASSERT_EQ(decode(), 0);
-    ASSERT_EQ(decode(), 0);
-    auto blocked = std::async(std::launch::async, [this] { return decode(); });
-    ASSERT_TRUE(eventually([] { return loggedCount("SendDataToDecoder2(mo.k) : return -1") == 1; }));
-    EXPECT_EQ(blocked.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-    mDecoder->requestClose();
-    ASSERT_EQ(blocked.wait_for(kSoon), std::future_status::ready);
-    EXPECT_EQ(blocked.get(), -1);
+    const auto held = exhaust();
+    EXPECT_EQ(decodedAfter([&] { mOmx->sendEmptied(held[0]); }), -1);
+    EXPECT_EQ(mOmx->inputs().size(), 2U) << "the packet is lost";
+    EXPECT_EQ(decode(), 0);
+    std::atomic<bool>& closing = mDecoder->mUserData->closeRequested;
+    EXPECT_EQ(decodedAfter([&] { closing = true; }), -1) << "it looks up by itself";
+    closing = false;
+    EXPECT_EQ(decodedAfter([this] { mDecoder->requestClose(); }), -1);
     EXPECT_EQ(decode(), -1) << "later ones do not wait";
-    auto closed = std::async(std::launch::async, [this] { mDecoder.reset(); });
-    ASSERT_EQ(closed.wait_for(kSoon), std::future_status::ready);
+    expectEnds([this] { mDecoder.reset(); });
+    mOmx->setEmptyAnswer(Answer::kLater);
+    ASSERT_EQ(open(), 1);
+    exhaust();
+    EXPECT_EQ(decodedAfter([this] { mOmx->sendEvent(OMX_EventError, 1, 0); }), -1);
+}
+
+TEST_F(VideoDecoderTest, EndOfStreamLooksUpAndGivesUp) {
+    ASSERT_EQ(open(), 1);
+    const auto end = [this] { return omxt_decode_send_end(mDecoder->mHandle, 7); };
+    mOmx->refuse("emptyBuffer");
+    EXPECT_EQ(end(), -2);
+    const auto held = exhaust();
+    mDecoder->mUserData->closeRequested =
+        true;  // as whenever a decoder is closed: that is what sends the end
+    for (int i = 0; i < 50; i++) {
+        zem::videoInputSemaphore().post();  // another codec's do not lengthen it
+    }
+    EXPECT_EQ(end(), 32);
+    EXPECT_EQ(loggedCount("keeps its input buffers"), 1);
+
+    // With all the time in the world: another codec may have taken the post of the buffer that came back.
+    auto limit = std::make_unique<LongWaits>(mClock);
+    mClock.forget();
+    const auto looks = [&] {
+        limit.reset();
+        zem::videoInputSemaphore().post();
+        EXPECT_TRUE(eventually([this] { return mClock.waitsOf(500000) > 2; })) << "waits for a post";
+        mOmx->sendEmptied(held[0]);
+    };
+    EXPECT_EQ(blockedUntil(
+                  end, [&] { return limit->waits() > 1; }, looks),
+              0);
 }
 
 TEST_F(VideoDecoderTest, EveryCallRefusedOnce) {
     mOmx->setEmptyAnswer(Answer::kLater);
     answerWith(DecodedPicture{70, 48}.padded(6));
-    const auto session = [this] {
+    expectEachRefusalClean([this] {
         const int opened = open();
         int decoded = 0;
         for (int i = 0; i < 3; i++) {
@@ -197,19 +216,56 @@ TEST_F(VideoDecoderTest, EveryCallRefusedOnce) {
         }
         mDecoder->close(false);
         mDecoder.reset();
+        expectNoDecoderLeft();
         return opened == 1 && decoded == 0;
-    };
-    mOmx->forgetCalls();
-    ASSERT_TRUE(session());
-    const int calls = mOmx->callCount("");
-    ASSERT_GT(calls, 20);
-    for (int n = 1; n <= calls; n++) {
-        mOmx->refuseCall(n);
-        session();
-        expectNothingLeft();
-        mOmx->refuseCall(0);
+    });
+}
+
+// --- Streams.
+
+using Bytes = std::vector<unsigned char>;
+
+TEST(H264Stream, UnitsEndAtStartCodesAndAtTheEndOfTheBuffer) {
+    for (int length = 1; length < 40; length++) {
+        Bytes stream(static_cast<size_t>(length), 0x7F);
+        stream.insert(stream.end(), {0, 0, 0, 1, 9});
+        for (int outSize = -1; outSize <= length + 5; outSize++) {
+            GuardedBuffer out(static_cast<size_t>(std::max(outSize, 0)));
+            int pos = 0, found = 100, timestamp = INT_MAX;
+            const int expected = outSize > length + 4 ? length : std::max(outSize - 1, 0);
+            EXPECT_EQ(readBufferFromH264InputFile3(stream.data(), length + 5, &pos, &found, out.data(),
+                                                   outSize, &timestamp),
+                      expected);
+            EXPECT_EQ(pos, expected);
+            EXPECT_TRUE(out.untouchedBefore());
+        }
     }
-    EXPECT_TRUE(session()) << "the next open works";
+}
+
+TEST_F(VideoDecoderTest, WholeStreamArrivesUnitByUnit) {
+    mOmx->setBuffers(0, 2, 250000);
+    ASSERT_EQ(open(), 1);
+    Bytes stream;
+    std::minstd_rand random(3);
+    const auto addUnit = [&stream](size_t payload) {
+        stream.insert(stream.end(), {0, 0, 0, 1});
+        stream.insert(stream.end(), payload, 0x65);
+    };
+    for (int i = 0; i < 60; i++) {
+        addUnit(random() % 2000 + 1);
+    }
+    addUnit(205000);  // goes in pieces
+    addUnit(5);
+    int timestamp = 0;
+    EXPECT_EQ(omxt_decode_loop(mDecoder->mHandle, stream.data(), static_cast<int>(stream.size()), &timestamp),
+              0);
+    Bytes received;
+    for (const SentInput& input : mOmx->inputs()) {
+        received.insert(received.end(), input.bytes.begin(), input.bytes.end());
+    }
+    EXPECT_TRUE(received == stream);
+    EXPECT_EQ(mOmx->inputs().size(), 63U);
+    EXPECT_EQ(timestamp, 63 * 100000);
 }
 
 }  // namespace

@@ -1,19 +1,10 @@
 // A device with one H.264 encoder that the test scripts, and what it takes to encode on it.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "codec/omx_mpeg_video_encoder.h"
+#include "tests/codec/component_fixture.h"
 #include "tests/codec/fake_identification.h"
-#include "tests/codec/recorded_hand_off.h"
-#include "tests/support/fake_clock.h"
 #include "tests/support/guarded_buffer.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/omx_proxy.h"
 
 namespace zem::test {
 
@@ -22,16 +13,16 @@ constexpr uint8_t kPixel[] = {200, 30, 90, 255};
 constexpr uint8_t kNv12Luma = 67, kNv12First = 144, kNv12Second = 203;
 constexpr uint8_t kPlanarLuma = 88, kPlanarU = 129, kPlanarV = 208;
 
-/// `pixels` pixels of that colour, exactly as many.
-inline std::vector<uint8_t> uniformPixels(size_t pixels) {
+/// Pixels of that colour, exactly as many.
+inline std::vector<uint8_t> uniformPixels(int width, int height = 1) {
     std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < pixels; ++i) {
+    for (int i = 0; i < width * height; ++i) {
         bytes.insert(bytes.end(), kPixel, kPixel + sizeof kPixel);
     }
     return bytes;
 }
 
-class VideoEncoderTest : public testing::Test {
+class VideoEncoderTest : public ComponentTest {
   protected:
     VideoEncoderTest() { useChip("8960", nullptr, {"OMX.qcom.video.encoder.avc"}); }
     ~VideoEncoderTest() override {
@@ -42,11 +33,8 @@ class VideoEncoderTest : public testing::Test {
     void useChip(const char* buildId, const char* cpuInfo, std::vector<std::string> components) {
         mEncoder.reset();
         setIdentification(buildId, cpuInfo);
-        mOmx = new FakeOmx(std::move(components));
+        serve(std::move(components));
         mOmx->setBuffers(0, 2, 16384);
-        serveOmx(mOmx);
-        forgetDeliveries();
-        forgetLog();
     }
     int open(int width = 32, int height = 16, bool headerOnly = false) {
         mEncoder = std::make_unique<omxMpegVideoEncoder>(nullptr);
@@ -59,28 +47,17 @@ class VideoEncoderTest : public testing::Test {
         EXPECT_EQ(out, 0x5A) << "the caller's buffer is not the encoder's";
         return result;
     }
-    int encode() { return encode(uniformPixels(32 * 16), 32); }
+    int encode() { return encode(uniformPixels(32, 16), 32); }
     /// Every frame brings an output of this text and its number, the end of the stream "tail".
     void answerWith(const std::string& text) {
-        auto* const omx = mOmx.get();  // not a reference: the handler is part of it
+        auto* const omx = mOmx.get();
         omx->setInputHandler([omx, text, number = std::make_shared<int>(0)](const SentInput& input) {
             const bool ends = (input.flags & OMX_BUFFERFLAG_EOS) != 0;
             const std::string unit = ends ? "tail" : text + std::to_string((*number)++);
             omx->queueOutput({unit.begin(), unit.end()});
         });
     }
-    void waitForUnits(size_t count) {
-        for (int i = 0; i < 5000 && deliveredUnits().size() < count; ++i) {
-            usleep(1000);
-        }
-    }
-    void expectNothingLeft() {
-        EXPECT_EQ(mOmx->liveNodes(), 0);
-        EXPECT_EQ(mOmx->liveBuffers(), 0);
-    }
 
-    FakeClock mClock;
-    android::sp<FakeOmx> mOmx;
     std::unique_ptr<omxMpegVideoEncoder> mEncoder;
 };
 

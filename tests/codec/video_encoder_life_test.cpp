@@ -2,7 +2,6 @@
 // once, and over a component that keeps or refuses its input. Would catch a node or buffer left behind,
 // an input buffer lost, a wait that never ends or that nothing but its limit ends.
 #include <atomic>
-#include <future>
 #include <thread>
 
 #include "codec/encode_output.h"
@@ -16,18 +15,6 @@ namespace {
 
 using VideoEncoderLife = VideoEncoderTest;
 using Units = std::vector<std::string>;
-
-// Time passes quickly, except in the first wait.
-class OneLongWait final : public zem::Clock {
-  public:
-    OneLongWait() { zem::setClock(this); }
-    ~OneLongWait() override { zem::setClock(nullptr); }
-    void sleepMicros(int64_t) override { usleep(100); }
-    timespec deadlineAfterMicros(int64_t) override {
-        return {time(nullptr) + (mWaiting.exchange(true) ? 0 : 60), 0};
-    }
-    std::atomic<bool> mWaiting{false};
-};
 
 TEST_F(VideoEncoderLife, OpenConfiguresEncodesAndCloses) {
     answerWith("unit");
@@ -43,7 +30,7 @@ TEST_F(VideoEncoderLife, OpenConfiguresEncodesAndCloses) {
         mOmx->waitDelivered();
     }
     EXPECT_GE(mClock.sleepsOf(30000), 4) << "paced";
-    waitForUnits(4);
+    EXPECT_TRUE(eventually([] { return deliveredUnits().size() == 4; }));
     const auto lastId = mOmx->inputs().back().buffer;
     mEncoder->close(false);
     EXPECT_EQ(deliveredUnits(), (Units{"unit0", "unit1", "unit2", "unit3", "tail"}));
@@ -65,7 +52,7 @@ TEST_F(VideoEncoderLife, WhatOpenRefuses) {
     }
     EXPECT_EQ(mEncoder->open(2, 32, 16, 1, 1, 1, false), 1);
     EXPECT_EQ(mEncoder->open(1, 64, 64, 1, 1, 1, false), 0) << "an object starts a component once";
-    EXPECT_EQ(mEncoder->encode(nullptr, 0, uniformPixels(64 * 64).data(), 64), -1);
+    EXPECT_EQ(mEncoder->encode(nullptr, 0, uniformPixels(64, 64).data(), 64), -1);
     EXPECT_EQ(mOmx->callCount("allocateNode"), 1);
 }
 
@@ -75,7 +62,7 @@ TEST_F(VideoEncoderLife, HeaderOnlyOutputGoesToTheHeader) {
     ASSERT_EQ(encode(), 0);
     mOmx->waitDelivered();
     mEncoder->close(false);
-    EXPECT_EQ(deliveredHeaders(), (Units{"header0", "tail"}));
+    EXPECT_EQ(delivered(HandedOff::kHeader), (Units{"header0", "tail"}));
     EXPECT_TRUE(deliveredUnits().empty());
 }
 
@@ -124,14 +111,14 @@ TEST_F(VideoEncoderLife, ReturnedBufferOrCloseRequestEndsTheWait) {
         mOmx->setEmptyAnswer(Answer::kNever);
         ASSERT_EQ(encode(), 0);
         ASSERT_EQ(encode(), 0);
-        OneLongWait limits;
-        auto blocked = std::async(std::launch::async, [this] { return encode(); });
-        while (!limits.mWaiting) {
-            usleep(100);
+        {
+            const LongWaits limits(mClock);
+            const auto wake = [&] {
+                returned ? mOmx->sendEmptied(mOmx->buffers(0)[1]) : mEncoder->requestClose();
+            };
+            EXPECT_EQ(blockedUntil([this] { return encode(); }, [&] { return limits.waits() > 0; }, wake),
+                      returned ? 0 : -1);
         }
-        returned ? mOmx->sendEmptied(mOmx->buffers(0)[1]) : mEncoder->requestClose();
-        ASSERT_EQ(blocked.wait_for(std::chrono::milliseconds(1500)), std::future_status::ready);
-        EXPECT_EQ(blocked.get(), returned ? 0 : -1);
         EXPECT_EQ(mEncoder->IsOpen(), 1) << "closing is the requester's";
         mEncoder.reset();
     }
@@ -161,25 +148,15 @@ TEST_F(VideoEncoderLife, EveryCallRefusedOnce) {
         mOmx->setStateAnswer(Answer::kBeforeReturn);
         mOmx->setEmptyAnswer(Answer::kBeforeReturn);
         answerWith("u");
-        const auto session = [this](bool skipFinal) {
-            const int opened = open();
-            const int encoded = encode() + encode();
-            mEncoder->close(skipFinal);
-            mEncoder.reset();
-            return opened == 1 && encoded == 0;
-        };
-        ASSERT_TRUE(session(false));
-        const int calls = mOmx->callCount("");
-        ASSERT_GT(calls, 30);
-        for (int n = 1; n <= calls; ++n) {
-            for (const bool skipFinal : {false, true}) {
-                mOmx->refuseCall(n);
-                session(skipFinal);
-                mOmx->refuseCall(0);
-                expectNothingLeft();
-            }
+        for (const bool skipFinal : {false, true}) {
+            expectEachRefusalClean([this, skipFinal] {
+                const int opened = open();
+                const int encoded = encode() + encode();
+                mEncoder->close(skipFinal);
+                mEncoder.reset();
+                return opened == 1 && encoded == 0;
+            });
         }
-        EXPECT_TRUE(session(false)) << "the next open works";
     }
 }
 

@@ -40,9 +40,9 @@ TEST_F(VideoEncoderPicture, ComponentAndLayoutByChip) {
         ASSERT_EQ(open(66, 32), 1) << c.component;
         EXPECT_EQ(mEncoder->getHardwareBase(), c.base);
         EXPECT_EQ(mOmx->callCount(std::string("allocateNode ") + c.component), 1);
-        ASSERT_EQ(encode(uniformPixels(66 * 32), 66), 0);
+        ASSERT_EQ(encode(uniformPixels(66, 32), 66), 0);
         const std::vector<uint8_t> bytes = mOmx->inputs().back().bytes;
-        ASSERT_EQ(bytes.size(), c.chromaAt + 66 * 16);
+        ASSERT_EQ(bytes.size(), c.chromaAt + size_t{66} * 16);
         if (c.base == 0x4001) {
             expectRun(bytes, 0, 2112, kPlanarLuma);
             expectRun(bytes, 2112, 528, kPlanarU);
@@ -86,7 +86,7 @@ TEST_F(VideoEncoderPicture, Strides) {
         ASSERT_EQ(encode(pixels, c.stride), 0) << c.stride;
         expectRun(mOmx->inputs().back().bytes, 0, 512, kNv12Luma);
     }
-    EXPECT_EQ(encode(uniformPixels(32 * 16), 31), -1);
+    EXPECT_EQ(encode(uniformPixels(32, 16), 31), -1);
     EXPECT_EQ(encode({}, 32), -1) << "no picture";
     EXPECT_EQ(loggedCount("is refused"), 2);
 }
@@ -102,7 +102,7 @@ TEST_F(VideoEncoderPicture, OddSizesStayInsideThePicture) {
             const int stride = width + padding;
             const int size = width * height;
             // Two quarters of some odd sizes are less than one half: such a frame is not sent.
-            ASSERT_EQ(encode(uniformPixels(static_cast<size_t>(stride * height)), stride),
+            ASSERT_EQ(encode(uniformPixels(stride, height), stride),
                       planar && size / 4 * 2 != size / 2 ? -1 : 0)
                 << width << "x" << height;
         }

@@ -3,6 +3,7 @@
 // through another thread's environment, a buffer overrun by one byte, an exception left pending.
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <thread>
 
 #include "context/hand_off.h"
@@ -40,8 +41,10 @@ TEST_F(Delivery, FillsABufferBehindTheOffset) {
     EXPECT_EQ(mPool.lentBuffers(), 1) << "a refused buffer does not come back";
     deliver(-1);
     EXPECT_EQ(mPool.used().size(), 2u);
-    EXPECT_EQ(mVm.attaches(), 4);
-    EXPECT_EQ(mVm.detaches(), 4);
+    deliver(7);
+    EXPECT_EQ(mPool.used().size(), 3u) << "refusals end nothing";
+    EXPECT_EQ(mVm.attaches(), 5);
+    EXPECT_EQ(mVm.detaches(), 5);
     EXPECT_EQ(mVm.localRefs(), 0);
 }
 
@@ -84,18 +87,19 @@ TEST_F(Delivery, SurvivesEveryPool) {
     struct Case {
         std::function<void(FakePool&)> spoil;
         const char* line;
+        bool lasts = false;  // until another sink is made
     };
     std::vector<Case> cases = {
         {[](FakePool& pool) { pool.exhausted = true; }, "getFreeBuffer failed"},
         {[](FakePool& pool) { pool.addBuffer(1000, false); }, "getFreeBuffer failed"},
         {[](FakePool& pool) { pool.addBuffer(15); }, "getFreeBuffer failed"},
-        {[](FakePool& pool) { pool.offset = -1; }, "getFreeBuffer failed"},
+        {[](FakePool& pool) { pool.offset = -1; }, "getFreeBuffer failed", true},
     };
     for (const char* method : {"getBufferOffset", "getFreeBuffer", "addUsedBuffer"}) {
         cases.push_back(
             {[method](FakePool& pool) { pool.throwing = method, pool.offset = 0; }, " threw an exception"});
-        cases.push_back(
-            {[method](FakePool& pool) { pool.missing = method, pool.offset = 0; }, " method not found"});
+        cases.push_back({[method](FakePool& pool) { pool.missing = method, pool.offset = 0; },
+                         " method not found", strcmp(method, "getBufferOffset") != 0});
     }
     for (const Case& row : cases) {
         SCOPED_TRACE(&row - cases.data());
@@ -105,6 +109,9 @@ TEST_F(Delivery, SurvivesEveryPool) {
         call<void>(kVideoTx, "setVideoEncoderEnv", pool);
         deliver(10);
         EXPECT_EQ(loggedCount(row.line), 1);
+        pool.exhausted = false, pool.throwing = "", pool.addBuffer(1000);
+        deliver(11);
+        EXPECT_NE(!pool.used().empty() && pool.used().back() == Bytes(11, 9), row.lasts);
         EXPECT_EQ(mVm.localRefs(), 0);
         EXPECT_EQ(mVm.globalRefs(), 1);
         closeEncoder();

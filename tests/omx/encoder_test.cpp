@@ -24,13 +24,13 @@ constexpr auto kNv12 = OMX_COLOR_FormatYUV420SemiPlanar;
 TEST_F(EncoderTest, EachChipGetsItsPortsAndBuffers) {
     const struct {
         int hardwareBase;
-        std::string inputCall, outputCall;
         OMX_COLOR_FORMATTYPE colour;
+        std::string inputCall, outputCall;
         OMX_U32 inputSize, outputSize;
-    } chips[] = {{HW_BASE_QCOM_8974, "useBuffer", "useBuffer", kNv12, 4096, 4096},
-                 {HW_BASE_SEC, "useBuffer", "useBuffer", kNv12, 1024000, 4096},
-                 {HW_BASE_EXYNOS, kBackup, kBackup, kNv12, 1024000, 230400},
-                 {HW_BASE_TARN, kBackup, "useBuffer", OMX_COLOR_FormatYUV420Planar, 4096, 4096}};
+    } chips[] = {{HW_BASE_QCOM_8974, kNv12, "useBuffer", "useBuffer", 4096, 4096},
+                 {HW_BASE_SEC, kNv12, "useBuffer", "useBuffer", 1024000, 4096},
+                 {HW_BASE_EXYNOS, kNv12, kBackup, kBackup, 1024000, 230400},
+                 {HW_BASE_TARN, OMX_COLOR_FormatYUV420Planar, kBackup, "useBuffer", 4096, 4096}};
     for (const auto& chip : chips) {
         SCOPED_TRACE(chip.hardwareBase);
         mOmx->setBuffers(0, 2, 4096);

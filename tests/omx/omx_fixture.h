@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
-#include <future>
 #include <memory>
 
 #include "omx/qcom_omx_interface_decoder.h"
@@ -14,13 +12,13 @@
 #include "tests/support/fake_clock.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/omx_proxy.h"
+#include "tests/support/waiting.h"
 
 namespace zem::test {
 
 constexpr const char* kCodec = "OMX.test.codec";
 constexpr const char* kQcomDecoder = "OMX.qcom.video.decoder.avc";
 constexpr const char* kSecDecoder = "OMX.SEC.avc.dec";
-constexpr auto kSoon = std::chrono::seconds(60);  // a hang, not a slow machine
 
 /// A component without a port set-up of its own.
 class BareComponent : public QcomOmxInterface {
@@ -63,26 +61,6 @@ struct Outputs {
     std::vector<Unit> units;
     std::vector<bool> endedBefore;  // whether the stream had ended when the unit came
 };
-
-/// Polls until `condition` holds; false when it does not within a time that only a hang exceeds.
-inline bool eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kSoon;
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return condition();
-}
-
-/// Ends the program, which cannot join the thread, when `work` hangs.
-inline void expectEnd(std::future<void> work) {
-    if (work.wait_for(kSoon) != std::future_status::ready) {
-        ADD_FAILURE() << "hangs";
-        abort();
-    }
-}
-inline void expectEnds(const std::function<void()>& work) {
-    expectEnd(std::async(std::launch::async, work));
-}
 
 class OmxTest : public testing::Test {
   protected:

@@ -74,8 +74,9 @@ Bytes bytesOf(const std::vector<Output>& outputs) {
 Bytes tone(const Format& format, size_t samples) {
     Samples pcm;
     for (size_t i = 0; i < samples * format.channels; i++) {
-        const double turns = static_cast<double>(i / format.channels) * (440 + 220.0 * (i % format.channels));
-        pcm.push_back(static_cast<int16_t>(12000 * std::sin(2 * M_PI * turns / format.rate)));
+        const size_t turns = i / format.channels * (440 + 220 * (i % format.channels));
+        pcm.push_back(
+            static_cast<int16_t>(12000 * std::sin(2 * M_PI * static_cast<double>(turns) / format.rate)));
     }
     Bytes bytes(pcm.size() * sizeof(int16_t));
     memcpy(bytes.data(), pcm.data(), bytes.size());
@@ -89,7 +90,7 @@ std::vector<Output> encode(AacClient& client, const Bytes& pcm, size_t piece = 4
         const auto* from = pcm.data() + at;
         const Format timing{format.nSamplingRate, 0};
         client.send({from, from + std::min(piece, pcm.size() - at)},
-                    timing.after(1000, at / (2 * format.nChannels)));
+                    timing.after(1000, at / (size_t{2} * format.nChannels)));
     }
     return client.finish(77);
 }
@@ -138,17 +139,17 @@ constexpr size_t kPadding = 1024 - 300;
 TEST(Aac, ToneComesBackOnEveryChip) {
     const struct {
         const char* profile;
+        size_t group;
         Format format, expected;
         OMX_U32 bitRate;
-        size_t group;
         bool configured;
     } cases[] = {
-        {"qcom", {44100, 2}, {44100, 2}, 0, 1, true},
-        {"qcom-tiled", {48000, 1}, {48000, 1}, 96000, 3, true},
-        {"sec", {44100, 2}, {44100, 2}, 128000, 9, false},
-        {"exynos", {8000, 1}, {8000, 1}, 500000, 2, false},
-        {"tarn", {96000, 2}, {44100, 1}, 320000, 7, true},
-        {"qcom", {7350, 1}, {48000, 2}, 0, 1, true},
+        {"qcom", 1, {44100, 2}, {44100, 2}, 0, true},
+        {"qcom-tiled", 3, {48000, 1}, {48000, 1}, 96000, true},
+        {"sec", 9, {44100, 2}, {44100, 2}, 128000, false},
+        {"exynos", 2, {8000, 1}, {8000, 1}, 500000, false},
+        {"tarn", 7, {96000, 2}, {44100, 1}, 320000, true},
+        {"qcom", 1, {7350, 1}, {48000, 2}, 0, true},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.profile << " " << c.format.rate);
@@ -238,6 +239,35 @@ TEST(Aac, DamageIsSurvived) {
     EXPECT_GT(signalToNoise(bytesOf(decoded), pcm, format, kPadding, kSamples - 4096), 20);
     EXPECT_EQ(client.pcm().nSamplingRate, 44100U);
     EXPECT_EQ(client.pcm().nChannels, 2U);
+}
+
+// A unit with a header of its own, which says 48000 Hz and one channel.
+Bytes selfDescribed(Bytes unit) {
+    const size_t size = unit.size() + 7;
+    const auto low = [](size_t bits) { return static_cast<uint8_t>(bits); };
+    unit.insert(unit.begin(),
+                {0xFF, 0xF1, 0x4C, low(0x40 | size >> 11), low(size >> 3), low(size << 5 | 0x1F), 0xFC});
+    return unit;
+}
+
+TEST(Aac, OneUnitChangesNoFormatTwoDo) {
+    const Format stereo{44100, 2};
+    const Format mono{48000, 1};
+    const Packets units = packetsOf(encoded(stereo, tone(stereo, 4096)), 1, true);
+    const Bytes other = selfDescribed(packetsOf(encoded(mono, tone(mono, 4096)), 1, false)[2]);
+    AacClient client(kDecoder, stereo);
+    client.start();
+    for (const Bytes& unit : {units[0], other, units[1], other, units[2]}) {
+        client.send(unit);
+    }
+    EXPECT_EQ(client.finish().size(), 4U) << "three of the stream's, and the end";
+    EXPECT_EQ(client.changes, 0);
+    client.send(other);
+    client.send(other);
+    client.finish();
+    EXPECT_EQ(client.changes, 1);
+    EXPECT_EQ(client.pcm().nChannels, 1U);
+    EXPECT_EQ(client.pcm().nSamplingRate, 48000U);
 }
 
 // A client that gives no outputs gets no inputs back: nothing piles up in the codec.

@@ -20,7 +20,7 @@ struct Output {
 };
 
 /// All calls on one thread, which takes the node's messages while it waits. Fails the test on an error event
-/// and after 10 s of silence.
+/// and when the node falls silent.
 class CodecClient : public NodeClient {
   public:
     /// A node of component `codec` of `profile`, with a host of its own.

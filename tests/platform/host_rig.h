@@ -19,6 +19,7 @@
 
 #include "platform/linux/omx_host/omx_host.h"
 #include "tests/support/scripted_component.h"
+#include "tests/support/waiting.h"
 
 namespace zem::test {
 
@@ -58,10 +59,10 @@ class Recorder final : public android::BnOMXObserver {
             hook(msg);
         }
     }
-    /// Takes the next message, waiting for it; false when none comes within 10 s.
+    /// Takes the next message, waiting for it; false when none comes.
     bool next(omx_message* msg) {
         std::unique_lock<std::mutex> lock(mMutex);
-        if (!mArrived.wait_for(lock, std::chrono::seconds(10), [this] { return !mMessages.empty(); })) {
+        if (!mArrived.wait_for(lock, kSoon, [this] { return !mMessages.empty(); })) {
             return false;
         }
         *msg = mMessages.front();
@@ -71,7 +72,7 @@ class Recorder final : public android::BnOMXObserver {
     /// The next `count` messages as readable lines; fewer when they do not come.
     Lines take(size_t count) {
         Lines lines;
-        for (omx_message msg; lines.size() < count && next(&msg);) {
+        for (omx_message msg{}; lines.size() < count && next(&msg);) {
             lines.push_back(text(msg));
         }
         return lines;
@@ -100,14 +101,6 @@ class Recorder final : public android::BnOMXObserver {
     std::condition_variable mArrived;
     std::deque<omx_message> mMessages;  // guarded by mMutex; those not yet taken
 };
-
-/// Waits, boundedly, until `done`.
-inline bool eventually(const std::function<bool()>& done) {
-    for (int tries = 0; tries < 10000 && !done(); ++tries) {
-        usleep(1000);
-    }
-    return done();
-}
 
 struct NodeClient {
     NodeClient(const sp<IOMX>& host, const char* component) : omx(host), name(component) {}

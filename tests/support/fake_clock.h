@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -84,21 +85,29 @@ class FakeClock final : public Clock {
 /// anything. Engine threads may run: they use a clock that is never destroyed.
 class LongWaits {
   public:
-    explicit LongWaits(Clock& before) : mBefore(before) {
-        static MinuteClock& minutes = *new MinuteClock;
-        setClock(&minutes);
-    }
+    explicit LongWaits(Clock& before) : mBefore(before) { setClock(&minutes()); }
     ~LongWaits() { setClock(&mBefore); }
     LongWaits(const LongWaits&) = delete;
     LongWaits& operator=(const LongWaits&) = delete;
+    /// How many waits have begun.
+    int waits() const { return minutes().waits - mWaitsBefore; }
 
   private:
     class MinuteClock final : public Clock {
       public:
         void sleepMicros(int64_t) override { usleep(100); }
-        timespec deadlineAfterMicros(int64_t) override { return {time(nullptr) + 300, 0}; }
+        timespec deadlineAfterMicros(int64_t) override {
+            ++waits;
+            return {time(nullptr) + 300, 0};
+        }
+        std::atomic<int> waits{0};
     };
+    static MinuteClock& minutes() {
+        static MinuteClock& only = *new MinuteClock;
+        return only;
+    }
     Clock& mBefore;
+    const int mWaitsBefore = minutes().waits;
 };
 
 }  // namespace zem::test

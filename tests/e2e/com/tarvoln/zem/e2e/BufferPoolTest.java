@@ -49,6 +49,14 @@ public final class BufferPoolTest {
         pool.addUsedBuffer(pool.getFreeBuffer(), 5);
         MediaUnit unit = pool.take(0, TimeUnit.SECONDS);
         pool.release(unit);
+        for (int i = 0; i < 2; i++) { // the engine's are a thread a delivery
+            Thread thread = new Thread(pool::getFreeBuffer);
+            thread.start();
+            thread.join();
+        }
+        Check.that(pool.getFreeBuffer() != null, "a thread that has ended gave the delivery up");
+        Check.same(2L, pool.abandoned(), "counted, as the first one");
+        Check.same(0L, pool.exhausted(), "so the pool never runs dry");
         try {
             pool.release(unit);
         } catch (IllegalStateException expected) {

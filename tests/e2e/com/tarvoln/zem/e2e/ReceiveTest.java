@@ -8,7 +8,9 @@ import java.io.ByteArrayOutputStream;
 import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.List;
+import java.util.Random;
 import java.util.function.IntBinaryOperator;
 import javax.imageio.ImageIO;
 
@@ -16,13 +18,17 @@ import javax.imageio.ImageIO;
  * Proves, for one receiving chip (first argument), that the streams that SessionTest recorded (qcom's, tarn's) come
  * out of the engine picture by picture as a decode from outside, converted here, gives them, word for word; that
  * the patches have the colours that this pair of chips is known for, also in the demo's own arithmetic; and that a
- * stream whose size changes and changes back is followed by closing and opening. Would catch rows read without their
- * padding, tiles in a wrong order, a chroma plane at the wrong place or taken for the other one, a picture left out,
- * doubled or upside down, and the converter of one size kept for the next.
+ * stream whose size changes and changes back is followed by closing and opening; that no damage to a stream outlives
+ * the next key frame. Would catch rows read without their padding, tiles in a wrong order, a chroma plane at the wrong
+ * place or taken for the other one, a picture left out, doubled or upside down, the converter of one size kept for the
+ * next, and a damaged unit that ends the decoder, keeps an input buffer, leaves a picture behind that comes out as a
+ * later one's, or is read or written out of bounds.
  */
 public final class ReceiveTest {
     /** A colour may be this far off, RGB565 and coding included. */
     private static final int TOLERANCE = 12;
+
+    private static final Random RANDOM = new Random(7);
 
     /**
      * What SessionTest's patches come back as: columns for senders that swap (Qualcomm, Samsung) to linear and
@@ -50,13 +56,20 @@ public final class ReceiveTest {
         }
         verifySizeChanges(Path.of(args[1]), Path.of(args[3]).getParent(), tiled);
         int[][] sizes = {{1280, 720}, {328, 248}};
+        List<byte[]> other = List.of();
         for (int[] size : sizes) {
             Path file = Path.of(args[3] + size[0]);
-            Player.make(file, size[0], size[1], 3);
+            Player.make(file, size[0], size[1], 5);
             try (Receiving receiving = new Receiving(size[0], size[1])) {
                 verify(chip, receiving, file, size[0], size[1]);
                 Check.same(size[0], receiving.channel.getDecodedVideoWidth(), "width");
                 Check.same(size[1], receiving.channel.getDecodedVideoHeight(), "height");
+                List<byte[]> units = AnnexB.accessUnits(Files.readAllBytes(file));
+                verifyRecovery(receiving, units);
+                for (byte[] unit : other) {
+                    receiving.feed(unit); // of a size it was not opened for: what comes of it is not told
+                }
+                other = units;
             }
         }
     }
@@ -76,6 +89,43 @@ public final class ReceiveTest {
         });
         Check.same(0L, receiving.channel.pool().exhausted(), "exhausted");
         return last[0];
+    }
+
+    private static void verifyRecovery(Receiving receiving, List<byte[]> units) throws Exception {
+        short[] key = receiving.join(units.get(0));
+        byte[] large = startCode(noise(4 << 20)); // no component's input buffer is that large
+        byte[][][] damages = {{cut(units.get(0)), cut(units.get(1)), cut(units.get(2))},
+            {noise(200), noise(60_000), startCode(noise(500))}, // and out of order, tiny, too large:
+            {units.get(3), units.get(1), units.get(4), units.get(2)}, {{}, {0}, {0, 0, 1}, {}}, {large}};
+        for (int i = 0; i < 2 * damages.length; i++) {
+            for (byte[] unit : damages[i % damages.length]) {
+                receiving.feed(unit);
+            }
+            boolean back = false;
+            for (int tries = 0; tries < 40 && !back; tries++) {
+                receiving.feed(units.get(0));
+                for (short[] picture = receiving.take(50); picture != null && !back; picture = receiving.take(0)) {
+                    back = Arrays.equals(key, picture);
+                }
+            }
+            Check.that(back, "damage " + i + ": the next key frames do not come back");
+        }
+    }
+
+    private static byte[] cut(byte[] unit) {
+        return Arrays.copyOf(unit, 1 + RANDOM.nextInt(unit.length - 1));
+    }
+
+    private static byte[] noise(int size) {
+        byte[] bytes = new byte[size];
+        RANDOM.nextBytes(bytes);
+        return bytes;
+    }
+
+    /** Makes it begin as a slice does. */
+    private static byte[] startCode(byte[] bytes) {
+        System.arraycopy(new byte[] {0, 0, 0, 1, 0x65}, 0, bytes, 0, 5);
+        return bytes;
     }
 
     private static void verifySizeChanges(Path small, Path folder, int column) throws Exception {

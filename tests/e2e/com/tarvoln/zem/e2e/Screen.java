@@ -39,13 +39,6 @@ final class Screen {
         file.order(ByteOrder.nativeOrder());
     }
 
-    /** Ends the X server, as a crash of it would. */
-    static void kill() {
-        ProcessHandle server = ProcessHandle.of(Long.getLong("zem.test.server")).orElseThrow();
-        server.destroyForcibly();
-        server.onExit().join();
-    }
-
     static void pause(long millis) {
         try {
             Thread.sleep(millis);

@@ -3,7 +3,6 @@ package com.tarvoln.zem.e2e;
 import com.tarvoln.zem.AudioRxChannel;
 import com.tarvoln.zem.AudioTxChannel;
 import com.tarvoln.zem.MediaUnit;
-import java.io.ByteArrayOutputStream;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.ShortBuffer;
@@ -54,8 +53,8 @@ public final class SoundTest {
             Check.that(receiver.open(codec, channels, rate, QUALITY), "the receiver opens");
             Check.same(rate, receiver.getAudioSamplingRate(), "rate");
             Check.same(channels, receiver.getAudioChannelCount(), "channels");
-            ByteArrayOutputStream pcm = new ByteArrayOutputStream();
-            while (pcm.size() < 2 * rate * channels * 2) {
+            Recording pcm = new Recording(receiver.pool());
+            while (pcm.stream().length < 2 * rate * channels * 2) {
                 relay(sender, receiver, pcm);
             }
             Check.that(sender.isAdudioPlaying(), "the probe during a capture");
@@ -73,7 +72,7 @@ public final class SoundTest {
             Check.same(-1, sender.encode(block, 0, block.capacity()), "without the hook client");
             Check.that(sender.openAudioHookClient() && sender.startAudioHookClient(), "the hook client starts");
             ByteBuffer tone = Tone.pcm(2 * Tone.RATE, LEFT);
-            ByteArrayOutputStream pcm = new ByteArrayOutputStream();
+            Recording pcm = new Recording(receiver.pool());
             while (tone.remaining() >= block.capacity()) {
                 block.clear().put(tone.slice(tone.position(), block.capacity()));
                 tone.position(tone.position() + block.capacity());
@@ -85,12 +84,11 @@ public final class SoundTest {
     }
 
     /** What the sender has delivered, at the latest in 2 s, through the receiver. */
-    private static void relay(AudioTxChannel sender, AudioRxChannel receiver, ByteArrayOutputStream pcm)
-            throws Exception {
+    private static void relay(AudioTxChannel sender, AudioRxChannel receiver, Recording pcm) throws Exception {
         MediaUnit packet = sender.pool().take(2, TimeUnit.SECONDS);
         Check.that(packet != null, "nothing comes");
         Check.that(Tone.pass(sender.pool(), packet, receiver) >= 0, "decode");
-        Tone.collect(receiver.pool(), pcm);
+        pcm.takeFor(0);
     }
 
     private static void chords(byte[] wav) {
@@ -120,8 +118,8 @@ public final class SoundTest {
     }
 
     /** The second after the first half, in which playing and coding have begun; 0.1 Hz beside it is less. */
-    private static void verify(ByteArrayOutputStream pcm, int channels, String what) {
-        ShortBuffer samples = Tone.samples(pcm.toByteArray());
+    private static void verify(Recording pcm, int channels, String what) {
+        ShortBuffer samples = Tone.samples(pcm.stream());
         Check.between(Tone.RATE * 3L / 2 * channels, Integer.MAX_VALUE, samples.capacity(), what + ": samples");
         for (int channel = 0; channel < channels; channel++) {
             double share = Tone.share(samples, Tone.RATE / 2 * channels + channel, channels, Tone.RATE,

@@ -3,13 +3,11 @@ package com.tarvoln.zem.e2e;
 import com.tarvoln.zem.AudioRxChannel;
 import com.tarvoln.zem.BufferPool;
 import com.tarvoln.zem.MediaUnit;
-import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.ShortBuffer;
-import java.util.concurrent.TimeUnit;
 
 /** Sines, one for each channel: played on the sound server until closed, made, and found again in PCM. */
 final class Tone implements AutoCloseable {
@@ -57,16 +55,6 @@ final class Tone implements AutoCloseable {
         ByteBuffer input = ByteBuffer.allocateDirect(packet.size()).put(packet.payload());
         pool.release(packet);
         return receiver.decode(input, 0, input.capacity());
-    }
-
-    /** Moves the payload of all units that are in the pool. */
-    static void collect(BufferPool pool, ByteArrayOutputStream to) throws InterruptedException {
-        for (MediaUnit unit = pool.take(0, TimeUnit.SECONDS); unit != null; unit = pool.take(0, TimeUnit.SECONDS)) {
-            byte[] bytes = new byte[unit.size()];
-            unit.payload().get(bytes);
-            pool.release(unit);
-            to.writeBytes(bytes);
-        }
     }
 
     static ShortBuffer samples(byte[] pcm) {

@@ -1,7 +1,8 @@
-// Starts a component that a creation function of the flat driver API has just made.
+// How the drivers start a component that a creation function of the flat driver API has made, and end it.
 #pragma once
 
 #include "codec/codec_user_data.h"
+#include "codec/input_semaphore.h"
 #include "codec/omx_interface.h"
 
 namespace zem {
@@ -17,6 +18,18 @@ inline int startComponent(void** handle, OmxInputCallback inputCallback, OmxOutp
         omx_interface_destroy(*handle);
         *handle = nullptr;
     }
+    return result;
+}
+
+/// Ends the component in order, or at once with `flag`, destroys it and gives its share in the input
+/// semaphore back. Returns omx_interface_deinit's result.
+inline int endComponent(void* handle, bool flag, InputSemaphore& semaphore) {
+    const int result = omx_interface_deinit(handle, flag);
+    if (handle == nullptr) {
+        return result;  // a codec without a component holds no share
+    }
+    omx_interface_destroy(handle);
+    semaphore.release();
     return result;
 }
 
