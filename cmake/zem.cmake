@@ -31,6 +31,18 @@ if(ZEM_SANITIZE)
   endif()
 endif()
 
+# For sources that are compiled once for each instruction set, or (ZEM_SIMD 0) without such.
+add_library(zem_vectors INTERFACE)
+if(ZEM_SIMD)
+  find_library(HWY_LIBRARY hwy REQUIRED)
+  find_path(HWY_INCLUDE_DIR hwy/highway.h REQUIRED)
+  target_include_directories(zem_vectors SYSTEM INTERFACE ${HWY_INCLUDE_DIR})
+  target_link_libraries(zem_vectors INTERFACE ${HWY_LIBRARY})
+  target_compile_definitions(zem_vectors INTERFACE ZEM_SIMD=1 HWY_WANT_AVX3_DL=1)
+else()
+  target_compile_definitions(zem_vectors INTERFACE ZEM_SIMD=0)
+endif()
+
 # zem_room(NAME SOURCES ... [DEPENDS ...]): one room of the engine, target zem_NAME. Headers are
 # included as "room/file.h" from the project's root.
 function(zem_room name)
