@@ -76,13 +76,17 @@ report_ffmpeg() {
 report_ffmpeg_latency() {
     ffmpeg_grab $((frames + fps)) -vf showinfo=checksum=0,format=yuv420p "${encoding[@]}" -flush_packets 1 pipe:1 \
         2>"$work/ffmpeg.log" | "$build/bin/bench_picture_times" >"$work/arrivals"
-    sed -nE 's/.*showinfo.* n: *[0-9]+ pts: *([0-9]+) .*/\1/p' "$work/ffmpeg.log" |
-        paste - "$work/arrivals" | awk -v skip=$fps 'NR > skip { print ($2 - $1) / 1000 }' | sort -n |
-        awk -v case="$1" '{ ms[NR] = $1 }
+    sed -nE 's/.*showinfo.* n: *[0-9]+ pts: *([0-9]+) .*/\1/p' "$work/ffmpeg.log" >"$work/stamps"
+    if (($(wc -l <"$work/stamps") != $(wc -l <"$work/arrivals"))); then
+        echo "error: of $(wc -l <"$work/stamps") frames that ffmpeg captured $(wc -l <"$work/arrivals") arrived" >&2
+        exit 1
+    fi
+    paste "$work/stamps" "$work/arrivals" | awk -v skip=$fps 'NR > skip { print ($2 - $1) / 1000 }' | sort -n |
+        awk -v name="$1" '{ ms[NR] = $1 }
             END {
                 if (!NR) exit 1
-                printf "pipeline\t%s\tlatency p50 (ms)\t%.3f\tms\n", case, ms[int((NR + 1) / 2)]
-                printf "pipeline\t%s\tlatency p95 (ms)\t%.3f\tms\n", case, ms[int((NR * 95 + 99) / 100)]
+                printf "pipeline\t%s\tlatency p50 (ms)\t%.3f\tms\n", name, ms[int((NR + 1) / 2)]
+                printf "pipeline\t%s\tlatency p95 (ms)\t%.3f\tms\n", name, ms[int((NR * 95 + 99) / 100)]
             }'
 }
 

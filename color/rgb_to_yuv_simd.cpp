@@ -1,8 +1,7 @@
-#include <hwy/cache_control.h>
-
 #include <algorithm>
 #include <cstring>
 
+#include "base/prefetch.h"
 #include "color/rgb_to_yuv_kernel.h"
 #include "color/simd.h"
 #include "color/walk_size.h"
@@ -18,7 +17,7 @@
 
 // Inlined it would take registers from the loop, of which 32-bit ARM has few.
 #undef ZEM_LAST_STEP
-#if HWY_TARGET == HWY_NEON
+#if HWY_ARCH_ARM
 #define ZEM_LAST_STEP HWY_NOINLINE
 #else
 #define ZEM_LAST_STEP HWY_INLINE
@@ -53,11 +52,6 @@ using Bytes = hn::Vec<decltype(kBytes)>;
 constexpr size_t kLanes = HWY_LANES(int32_t);
 constexpr size_t kBlock = 4 * kLanes;  // pixels that one step converts
 
-// Asks for the line of the cache `ahead` bytes behind `at`, where nothing needs to be.
-HWY_INLINE void prefetch(const uint8_t* at, size_t ahead) {
-    hwy::Prefetch(reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(at) + ahead));
-}
-
 // Before a step, for later ones: processors on their own look no further than the end of a page, and a
 // frame from the screen is in no cache near. It takes a fifth to a third less time; from 2 KiB on all
 // distances do about the same.
@@ -77,7 +71,7 @@ HWY_INLINE void prefetchAround(const uint8_t* pixel, const uint8_t* y) {
 // Chroma fits 16 bits: 128 times a difference, the other's product divided by 256 as the upper half of a
 // multiplication. Its upper byte is the result, exactly.
 
-#if HWY_TARGET == HWY_NEON
+#if HWY_ARCH_ARM
 
 // In intrinsics, as Highway has no names for NEON's instructions that subtract or shift and widen or narrow
 // at once: with its own operations a row takes half as many instructions again.

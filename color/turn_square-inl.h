@@ -8,12 +8,12 @@
 #define ZEM_COLOR_TURN_SQUARE_INL_H
 #endif
 
-#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include <cstddef>
 #include <cstdint>
 
+#include "base/prefetch.h"
 #include "color/simd.h"
 
 #if !ZEM_TABLE_TARGET
@@ -80,7 +80,7 @@ class SquareTurner {
     static HWY_INLINE void store(hn::Vec<D> column, uint8_t* out) {
         const hn::Repartition<uint8_t, D> bytes;  // rows may start at odd addresses
         hn::StoreU(hn::BitCast(bytes, column), bytes, out);
-        hwy::Prefetch(out + 64);  // the line that the squares below go to
+        prefetch(out, 64);  // the line that the squares below go to
     }
 };
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/prefetch.h"
 #include "color/simd.h"
 #include "color/yuv_to_rgb_kernel.h"
 
@@ -254,7 +255,7 @@ class Rows {
     // does so too late or, from page to page, not at all. (RGB565 is written too slowly to gain by it.)
     HWY_INLINE void prefetchBelow(const uint8_t* out) const {
         for (size_t line = 0; line < kVectorBytes * kPixelBytes; line += 64) {
-            hwy::Prefetch(out + mNextPair + line);
+            prefetch(out + line, static_cast<uintptr_t>(mNextPair));
         }
     }
     HWY_INLINE Chroma chromaAt(const RowPair& pair, size_t x) const {
@@ -349,14 +350,13 @@ YuvToRgbFrame sourceOf(const YuvToRgbFrame& frame, const Part& part) {
 
 // Inlined, as compilers take a function that does nothing else for one that can be left out.
 HWY_INLINE void prefetchBelow(const YuvToRgbFrame& part) {
-    const uint8_t* y = part.y + kPartRows * part.yStride;
-    const uint8_t* pairs = part.cr + kPartRows / 2 * part.crStride;
-    for (int row = 0; row < kPartRows; row += 2) {
-        hwy::Prefetch(y);
-        hwy::Prefetch(y + part.yStride);
-        hwy::Prefetch(pairs);
-        y += 2 * part.yStride;
-        pairs += part.crStride;
+    // Addresses only: where nothing lies, they may go round.
+    const auto yStride = static_cast<uintptr_t>(part.yStride);
+    const auto crStride = static_cast<uintptr_t>(part.crStride);
+    for (uintptr_t row = kPartRows; row < 2 * kPartRows; row += 2) {
+        prefetch(part.y, row * yStride);
+        prefetch(part.y, (row + 1) * yStride);
+        prefetch(part.cr, row / 2 * crStride);
     }
 }
 

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "platform/linux/screen/opaque_rgba.h"
+#include "platform/linux/screen/opaque_row.h"
 #include "tests/platform/capture_support.h"
+#include "tests/support/simd_targets.h"
 
 namespace zem::test {
 namespace {
@@ -17,6 +19,28 @@ using android::OK;
 using android::Rect;
 using android::ScreenshotClient;
 using android::SurfaceComposerClient;
+
+TEST(OpaqueRow, VectorsDoWhatPixelsDo) {
+    onEverySimdTarget([] {
+        for (const bool swap : {false, true}) {
+            for (size_t count = 0; count < 40; ++count) {
+                std::vector<uint8_t> from(4 * count);
+                for (size_t i = 0; i < from.size(); ++i) {
+                    from[i] = static_cast<uint8_t>(i * 41 + 3);
+                }
+                std::vector<uint8_t> expected(from.size() + 1, 9);
+                std::vector<uint8_t> to = expected;
+                opaquePixels(from.data(), swap, expected.data(), count);
+                opaqueRow(from.data(), swap, to.data(), count);
+                EXPECT_EQ(to, expected) << count;
+                opaqueRow(from.data(), swap, from.data(), count);  // in place
+                to.assign(from.begin(), from.end());
+                to.push_back(9);
+                EXPECT_EQ(to, expected) << count;
+            }
+        }
+    });
+}
 
 TEST(OpaqueRgba, ScalingWeighsTheNeighbours) {
     // Two pixels, black and red, drawn to eight: the ends stay, the middle falls evenly between. To one: the

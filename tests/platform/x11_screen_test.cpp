@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/screen/screen_source.h"
 #include "platform/linux/screen/x11_handles.h"
 #include "tests/platform/capture_support.h"
 #include "tests/support/log_capture.h"
@@ -101,6 +102,21 @@ TEST_F(X11ScreenTest, ServerThatEndsInMidCaptureFailsUntilItIsBack) {
     }
     EXPECT_EQ(client.getWidth(), 320U);
     EXPECT_EQ(loggedCount("captures go on"), 1);
+}
+
+// Would catch: a picture that its successor is written into, of which a server that ends leaves half.
+TEST_F(X11ScreenTest, PictureStaysWholeWhileTheNextIsRead) {
+    start();
+    const CaptureRequest whole{Rect(0, 0), 0, 0};
+    const auto screen = openX11Screen();
+    Picture kept;
+    Picture next;
+    ASSERT_EQ(screen->capture(whole, &kept), OK);
+    fill(0x00FF00, {0, 0, kWidth, kHeight});
+    ASSERT_EQ(screen->capture(whole, &next), OK);
+    EXPECT_EQ(kept.row(700)[5].r, 255);
+    EXPECT_EQ(next.row(700)[5].g, 255);
+    mPainter.reset();
 }
 
 TEST(SigpipeGuardTest, BrokenWriteLeavesTheProcessAlive) {

@@ -2,10 +2,11 @@
 
 #if ZEM_SIMD
 
+#include "base/prefetch.h"
+
 // Compiled for each instruction set, of which the machine's best is taken as it runs.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/linux/screen/opaque_row.cpp"
-#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -17,7 +18,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 // Pictures are made from the last row up: this far above lies what comes next. Nobody has touched it since
 // the server wrote it, and so fetching it early spares a good part of the time.
-constexpr size_t kAhead = 5120;  // bytes
+constexpr uintptr_t kAhead = 5120;  // bytes
 
 void opaqueVectors(const uint8_t* from, bool swap, uint8_t* to, size_t count) {
     size_t x = 0;
@@ -31,7 +32,7 @@ void opaqueVectors(const uint8_t* from, bool swap, uint8_t* to, size_t count) {
     const auto opaque = hn::BitCast(bytes, hn::Set(words, 0xFF000000));
     const size_t step = hn::Lanes(words);
     for (; x + step <= count; x += step) {
-        hwy::Prefetch(from + 4 * x - kAhead);
+        prefetch(from + 4 * x, 0 - kAhead);
         const auto pixels = hn::TableLookupBytes(hn::LoadU(bytes, from + 4 * x), order);
         hn::StoreU(hn::Or(pixels, opaque), bytes, to + 4 * x);
     }

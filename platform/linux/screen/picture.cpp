@@ -29,6 +29,12 @@ void Picture::borrow(std::shared_ptr<Rgba> pixels, uint32_t width, uint32_t heig
     mHeight = height;
 }
 
+void Picture::giveBack() {
+    if (mBorrowed != nullptr) {
+        borrow(nullptr, 0, 0);
+    }
+}
+
 bool turnPicture(const Picture& from, uint32_t quarters, Picture* to) {
     const bool upright = quarters == 2;
     if (!to->reshape(upright ? from.width() : from.height(), upright ? from.height() : from.width())) {

@@ -24,8 +24,10 @@ class Picture {
     /// back.
     bool reshape(uint32_t width, uint32_t height);
     /// Makes the picture the first `width` x `height` pixels of `pixels`, which are not copied: whoever
-    /// writes there changes the picture. They are kept until the next reshape() or borrow().
+    /// writes there changes the picture. They are kept until the next reshape(), borrow() or giveBack().
     void borrow(std::shared_ptr<Rgba> pixels, uint32_t width, uint32_t height);
+    /// Ends a loan: there is then no picture. Else does nothing.
+    void giveBack();
 
     uint32_t width() const { return mWidth; }
     uint32_t height() const { return mHeight; }

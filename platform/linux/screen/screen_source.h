@@ -41,7 +41,8 @@ class ScreenSource {
     ScreenSource(const ScreenSource&) = delete;
     ScreenSource& operator=(const ScreenSource&) = delete;
 
-    /// Fills `picture`, or lends it pixels. Leaves it untouched unless it returns OK.
+    /// Fills `picture`, or lends it pixels, which stay whole until the second capture after it while the
+    /// picture keeps them. Leaves it untouched unless it returns OK.
     virtual android::status_t capture(const CaptureRequest& request, Picture* picture) = 0;
 };
 

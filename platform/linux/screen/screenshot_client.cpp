@@ -48,7 +48,9 @@ status_t ScreenshotClient::Impl::captureTurned(zem::CaptureRequest request, uint
     if (status != OK) {
         return status;
     }
-    return zem::turnPicture(unturned, quarters, &picture) ? OK : NO_MEMORY;
+    const bool turned = zem::turnPicture(unturned, quarters, &picture);
+    unturned.giveBack();
+    return turned ? OK : NO_MEMORY;
 }
 
 ScreenshotClient::ScreenshotClient() : mImpl(std::make_unique<Impl>()) {}

@@ -35,6 +35,13 @@ public final class PipelineBench {
     private final LongList arrivals = new LongList(); // the writer's until it has ended
     private volatile boolean over;
 
+    // What measure() found, for report().
+    private int warmUp; // frames
+    private int frames;
+    private double seconds; // that the frames took
+    private Map<String, Long> session; // CPU nanoseconds
+    private double captureMillis;
+
     private PipelineBench(VideoTxChannel.Config config) {
         this.config = config;
         channel = new VideoTxChannel(config.pool());
@@ -69,23 +76,32 @@ public final class PipelineBench {
         IOException[] failure = {null};
         Thread writer = new Thread(() -> failure[0] = write(stream), "writer");
         writer.start();
-        int warmUp = Math.min(frames, MOST_WARM_UP);
+        try {
+            measure(frames);
+        } finally {
+            channel.close();
+            over = true;
+            writer.join();
+        }
+        if (failure[0] != null) {
+            throw failure[0];
+        }
+        report();
+    }
+
+    private void measure(int wanted) throws IOException {
+        frames = wanted;
+        warmUp = Math.min(frames, MOST_WARM_UP);
         capture(warmUp, true);
         Map<String, Long> before = threadNanos();
         long begin = System.nanoTime();
         capture(frames, true);
-        double seconds = (System.nanoTime() - begin) / 1e9;
-        Map<String, Long> session = since(before);
+        seconds = (System.nanoTime() - begin) / 1e9;
+        session = since(before);
         before = threadNanos();
-        capture(frames / 4, false);
-        Map<String, Long> looking = since(before);
-        channel.close();
-        over = true;
-        writer.join();
-        if (failure[0] != null) {
-            throw failure[0];
-        }
-        report(warmUp, frames, seconds, session, looking.get("capture") * 4.0 / frames / 1e6);
+        int looks = Math.max(frames / 4, 1);
+        capture(looks, false);
+        captureMillis = since(before).get("capture") / 1e6 / looks;
     }
 
     /** One frame after the other at the session's rate; without {@code encode} they are only captured. */
@@ -131,8 +147,7 @@ public final class PipelineBench {
         }
     }
 
-    private void report(int warmUp, int frames, double seconds, Map<String, Long> session, double capture)
-            throws IOException {
+    private void report() throws IOException {
         // Opening encodes a picture of its own, which comes first.
         int extra = arrivals.size() - starts.size();
         if (extra < 0 || extra > 1) {
@@ -149,7 +164,7 @@ public final class PipelineBench {
             process += millis;
             engine += thread.getKey().matches("capture|omx") ? millis : 0;
         }
-        figure("capture_ms", capture, "ms");
+        figure("capture_ms", captureMillis, "ms");
         figure("without encoder_ms", engine, "ms");
         figure("encoder_ms", session.get("encoder") / 1e6 / frames, "ms");
         figure("process_ms", process, "ms");
