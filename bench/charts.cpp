@@ -7,7 +7,7 @@ namespace zem::bench {
 
 namespace {
 
-constexpr int kLeft = 200;   // pixels for the labels
+constexpr int kLetter = 8;   // pixels of a label, at most
 constexpr int kWidth = 420;  // of the longest bar
 constexpr int kHead = 100;   // title, note and legend
 constexpr int kBarHeight = 13;
@@ -66,22 +66,27 @@ std::string svg(const Chart& chart) {
         body += box(x, 73, 11, 11, colour(name)) + text(x + 16, 83, "font-size=\"12\"", name);
         x += 40 + 7 * static_cast<int>(name.size());
     }
+    size_t longest = 0;
+    for (const ChartRow& row : chart.rows) {
+        longest = std::max(longest, row.label.size());
+    }
+    const int left = 16 + kLetter * static_cast<int>(longest);
     int y = kHead;
     for (const ChartRow& row : chart.rows) {
         const int height = kBarHeight * static_cast<int>(row.bars.size());
-        body += text(kLeft - 8, y + height / 2 + 4, "font-size=\"13\" text-anchor=\"end\"", row.label);
+        body += text(left - 8, y + height / 2 + 4, "font-size=\"13\" text-anchor=\"end\"", row.label);
         for (const Bar& bar : row.bars) {
             const bool isCut = bar.value > chart.longest;
             const int width = static_cast<int>(kWidth * std::min(bar.value / chart.longest, 1.0));
-            body += box(kLeft, y, std::max(width, 1), kBarHeight - 2, colour(bar.name));
-            body += text(kLeft + width + 5, y + kBarHeight - 3, "font-size=\"11\"",
+            body += box(left, y, std::max(width, 1), kBarHeight - 2, colour(bar.name));
+            body += text(left + width + 5, y + kBarHeight - 3, "font-size=\"11\"",
                          (isCut ? "\xE2\x80\xA6 " : "") + number(bar.value));
             y += kBarHeight;
         }
         y += kRowGap;
     }
     const std::string size =
-        "width=\"" + std::to_string(kLeft + kWidth + 80) + "\" height=\"" + std::to_string(y) + "\"";
+        "width=\"" + std::to_string(left + kWidth + 80) + "\" height=\"" + std::to_string(y) + "\"";
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" " + size + " font-family=\"sans-serif\">\n" +
            "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n" + body + "</svg>\n";
 }
