@@ -141,7 +141,11 @@ std::string table(const std::vector<Case>& cases, bool markdown) {
                 width = std::max(width, other[column].size());
             }
             const std::string space(markdown ? 0 : width - cell.size(), ' ');
-            out += markdown ? "| " + cell + " " : column == 0 ? cell + space : "  " + space + cell;
+            const char* const before = markdown ? "| " : column == 0 ? "" : "  ";
+            // The first column's words to the left, numbers to the right.
+            (column == 0 ? out.append(before).append(cell).append(space)
+                         : out.append(before).append(space).append(cell))
+                .append(markdown ? " " : "");
         }
         out += markdown ? "|\n" : "\n";
         for (size_t column = 0; markdown && row == 0 && column < rows[0].size(); ++column) {
@@ -159,11 +163,14 @@ bool splitName(const std::string& name, std::vector<std::string>* parts, double*
     for (std::string part; std::getline(split, part, '/');) {
         parts->push_back(part);
     }
-    int width = 0;
-    int height = 0;
-    const bool whole = parts->size() == 4 && sscanf((*parts)[1].c_str(), "%dx%d", &width, &height) == 2;
-    *pixels = static_cast<double>(width) * height;
-    return whole;
+    *pixels = 0;
+    if (parts->size() != 4) {
+        return false;
+    }
+    char* end = nullptr;
+    const double width = strtod((*parts)[1].c_str(), &end);
+    *pixels = *end == 'x' ? width * strtod(end + 1, &end) : 0;
+    return *pixels > 0;
 }
 
 // What a pixel takes at each size, with the best instruction set, and how much the most is above the least.
@@ -268,7 +275,8 @@ int write(const std::string& folder, const std::string& machine) {
     for (const std::string& group :
          distinct(cases, [](const Case& one) { return std::vector<std::string>{one.group}; })) {
         const std::vector<Case> own = ofGroup(cases, group);
-        std::ofstream(folder + "/" + group + ".svg") << svg(chartOf(group, own, machine));
+        std::ofstream(std::string(folder).append("/").append(group).append(".svg"))
+            << svg(chartOf(group, own, machine));
         markdown << "\n### " << group << "\n\n" << table(shortened(own), true);
         std::cout << "\n" << group << "\n" << table(own, false);
     }
