@@ -1,4 +1,4 @@
-// NOLINT(llvm-header-guard): included once for each instruction set.
+// Compiled once for each instruction set, as the converters are.
 #include "bench/limit_kernels.h"
 
 #include "color/simd.h"

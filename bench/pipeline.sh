@@ -25,10 +25,8 @@ trap finish EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 . scripts/screen.sh
+. scripts/java.sh
 
-java=java
-newer=(/usr/lib/jvm/java-17-openjdk-*/bin/java)
-[[ -x ${newer[0]} ]] && java=${newer[0]}
 
 # run_session: the engine's turn. Its lines, each of them a figure.
 run_session() {

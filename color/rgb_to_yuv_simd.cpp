@@ -1,3 +1,4 @@
+// RGB32 to YUV with vectors, compiled once for each instruction set: see color/simd.h.
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,4 @@
-// NOLINT(llvm-header-guard): included once for each instruction set.
+// Tiled NV12 to RGB565 with vectors, compiled once for each instruction set: see color/simd.h.
 #include <cstring>
 
 #include "color/simd.h"

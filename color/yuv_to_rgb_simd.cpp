@@ -1,4 +1,4 @@
-// NOLINT(llvm-header-guard): included once for each instruction set.
+// YUV to RGB32 and RGB565 with vectors, compiled once for each instruction set: see color/simd.h.
 #include <algorithm>
 #include <cstring>
 
