@@ -32,6 +32,7 @@ TEST_F(VideoEncoderLife, OpenConfiguresEncodesAndCloses) {
     EXPECT_GE(mClock.sleepsOf(30000), 4) << "paced";
     EXPECT_TRUE(eventually([] { return deliveredUnits().size() == 4; }));
     const auto lastId = mOmx->inputs().back().buffer;
+    const LongWaits waits(mClock);  // the tail ends the wait for it
     mEncoder->close(false);
     EXPECT_EQ(deliveredUnits(), (Units{"unit0", "unit1", "unit2", "unit3", "tail"}));
     EXPECT_EQ(mEncoder->IsOpen(), 0);
@@ -61,6 +62,7 @@ TEST_F(VideoEncoderLife, HeaderOnlyOutputGoesToTheHeader) {
     EXPECT_EQ(open(32, 16, true), 1);
     ASSERT_EQ(encode(), 0);
     mOmx->waitDelivered();
+    const LongWaits waits(mClock);
     mEncoder->close(false);
     EXPECT_EQ(delivered(HandedOff::kHeader), (Units{"header0", "tail"}));
     EXPECT_TRUE(deliveredUnits().empty());

@@ -115,7 +115,8 @@ TEST_F(DecoderTest, FailedChangeEndsTheDecoderAndLocksNothing) {
         mOmx->refuse(call);
         mOmx->sendEvent(OMX_EventCmdComplete, OMX_CommandPortDisable, 1);
         ASSERT_TRUE(eventually([&, wanted = error] { return mDecoder->threadError() == wanted; })) << call;
-        EXPECT_TRUE(eventually([this] { return mInputCalls.count >= 1; })) << "a waiting producer learns of it";
+        EXPECT_TRUE(eventually([this] { return mInputCalls.count >= 1; }))
+            << "a waiting producer learns of it";
         expectEnds([this] { mOmx->waitDelivered(); });  // the filled queue is not locked
         EXPECT_EQ(error, boundedDeInit(false));
     }
