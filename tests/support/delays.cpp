@@ -1,7 +1,7 @@
 // Preloaded into a test program: puts delays of random length where threads meet, as a starved machine does.
 // A test that fails with it counts on a thread being quick.
-//   ZEM_DELAY_SHARE   how many of 1000 semaphore calls are delayed (50); of mutex calls it is a tenth of that,
-//                     of new threads ten times as many
+//   ZEM_DELAY_SHARE   how many of 1000 semaphore calls are delayed (50); a tenth of that of mutex calls, ten
+//                     times as many of new threads
 //   ZEM_DELAY_MICROS  the longest delay, below a second (5000)
 #include <dlfcn.h>
 #include <pthread.h>
